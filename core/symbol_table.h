@@ -1,0 +1,97 @@
+// The symbol table of a context: 32 buckets chosen by the low five bits of a
+// name's first byte, each an exact-fit array of fixed-size entries kept in
+// case-folded name order.
+#pragma once
+
+#include <cstdint>
+
+#include "quorbix.h"
+
+namespace qx {
+
+constexpr int BucketCount = 32;
+constexpr int NameFieldSize = 34; // 33 bytes of name and a terminator
+constexpr int MaxNameLength = 33;
+
+// Kind masks tested as sets.
+constexpr uint16_t AnyParameter = NS | ND1 | ND2 | SS | SD1 | SD2;
+constexpr uint16_t NumericParameter = NS | ND1 | ND2;
+constexpr uint16_t StringValued = SFunction | SConstant | SS | SD1 | SD2;
+static_assert(AnyParameter == 0x03F0 && NumericParameter == 0x0070 && StringValued == 0x038A);
+
+struct FunctionPayload {
+    int32_t argCount;
+    ArgKind argKinds[16];
+    union {
+        NFunctionCallback numeric;
+        SFunctionCallback string;
+    } callback;
+    uintptr_t userWord;
+};
+
+struct StringConstantPayload {
+    const char *text; // the registrant's bytes, never copied or freed
+    uint32_t length;
+};
+
+// ND1/SD1 use count only; ND2/SD2 also dim1 and dim2, with count their product.
+struct ArrayPayload {
+    uint32_t count;
+    uint32_t dim1;
+    uint32_t dim2;
+    union {
+        double *values;
+        char **texts;
+    };
+};
+
+// The first three fields are also, byte for byte, the head of a record of
+// the parameter file.
+struct SymbolEntry {
+    uint16_t kind;
+    char name[NameFieldSize];
+    uint32_t attribute;
+    union {
+        FunctionPayload function;
+        double value; // NConstant, NS
+        StringConstantPayload constant;
+        char *text; // SS
+        ArrayPayload array;
+    };
+};
+
+inline bool IsParameter(const SymbolEntry &entry) { return (entry.kind & AnyParameter) != 0; }
+inline bool IsProtected(uint32_t attribute) { return (attribute & (AttrReadOnly | AttrDeleteProtected)) != 0; }
+
+int CompareFolded(const char *a, const char *b);
+// The order of a bucket: folded, unsigned, a shorter name first. Agrees with
+// CompareFolded on valid names and puts the deleted mark last.
+int CompareForSort(const char *a, const char *b);
+
+SymbolBucket *BucketOf(const EvalContext *ctx, const char *name);
+SymbolEntry *FindSymbol(uint32_t count, SymbolEntry *entries, const char *name);
+SymbolEntry *FindSymbol(const EvalContext *ctx, const char *name);
+// Like FindSymbol but never relies on the order, for buckets that hold
+// entries appended since the last sort.
+SymbolEntry *FindSymbolUnsorted(uint32_t count, SymbolEntry *entries, const char *name);
+
+SymbolEntry *AppendEntry(SymbolBucket *bucket);
+int32_t AddNFunctionEntry(SymbolBucket *bucket, const NFunctionDef &def);
+int32_t AddSFunctionEntry(SymbolBucket *bucket, const SFunctionDef &def);
+int32_t AddNConstantEntry(SymbolBucket *bucket, const NConstantDef &def);
+int32_t AddSConstantEntry(SymbolBucket *bucket, const SConstantDef &def);
+
+void SortBucket(uint32_t count, SymbolEntry *entries);
+void SortBucket(SymbolBucket *bucket);
+void FreePayload(SymbolEntry *entry);
+
+// Copies a name of at most 33 bytes into a name field, zero-filling the rest.
+void CopyName(char (&field)[NameFieldSize], const char *name);
+void SetDeletedMark(SymbolEntry *entry);
+
+} // namespace qx
+
+struct SymbolBucket {
+    uint32_t count;
+    qx::SymbolEntry *entries; // exactly count entries; null when empty
+};

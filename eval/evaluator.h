@@ -1,0 +1,54 @@
+// The numeric evaluator: one level of an expression is scanned once into a
+// TermStack, then reduced by precedence passes. There is no tree and no
+// separate lexer; nested levels recurse on the host's stack.
+#pragma once
+
+#include <cstdint>
+
+#include "quorbix.h"
+
+namespace qx {
+
+constexpr int32_t MaxTerms = 64;
+constexpr int32_t MaxOperators = 64;
+constexpr int MaxTokenLength = 33;
+
+struct TermStack {
+    int8_t slots[MaxOperators + 1]; // slots[0] is the guard byte, always 0
+    int8_t *operators;              // slots + 1: operators[-1] reads the guard
+    int32_t termCount;
+    int32_t operatorCount;
+    int32_t additiveWeight; // 8 per '+'/'-' read, less 8 per one taken as a sign
+    uint32_t classMask;     // union of the mask bits of every operator read
+    double terms[MaxTerms];
+};
+
+using TokenHandler = int32_t (*)(EvalContext *ctx, TermStack *stack);
+
+// A positive handler result ends the level without failing.
+constexpr int32_t EndOfLevel = 1;
+
+int32_t EvaluateLevel(EvalContext *ctx);
+int32_t PushTerm(TermStack *stack, double value);
+int32_t RunOperatorPasses(TermStack *stack);
+
+int32_t NumberToken(EvalContext *ctx, TermStack *stack);
+int32_t SingleOperatorToken(EvalContext *ctx, TermStack *stack);
+int32_t DoubleOperatorToken(EvalContext *ctx, TermStack *stack);
+int32_t OpenParenToken(EvalContext *ctx, TermStack *stack);
+int32_t CloseParen(EvalContext *ctx); // shared with the string evaluator
+int32_t RegisterToken(EvalContext *ctx, TermStack *stack);
+int32_t BadCharToken(EvalContext *ctx, TermStack *stack);
+
+// The base a literal's suffix letter selects (b, o, d, h in either case), or 0.
+uint32_t RadixOfSuffix(char suffix);
+// Reads the digits in [digits, suffix) in the given base and pushes the
+// value, saturating at 4294967295. -1 for a byte that is no digit.
+int32_t ParseRadixLiteral(const char *digits, const char *suffix, uint32_t base, TermStack *stack);
+
+// Converts a decimal literal exactly as the "C" locale's strtod would,
+// whatever the host's locale: 0, ErrSyntax if the text is not consumed whole,
+// or ErrRange for overflow, underflow or a subnormal result.
+int32_t ConvertDecimal(const char *begin, const char *end, double *value);
+
+} // namespace qx

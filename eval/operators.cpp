@@ -1,0 +1,265 @@
+// Reading operators into a TermStack, and the nine precedence passes that
+// apply them. Precedence is nothing but the order of the passes.
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+
+#include "core/char_class.h"
+#include "core/integer_conversion.h"
+#include "eval/evaluator.h"
+#include "eval/operators.h"
+
+namespace qx {
+namespace {
+
+// ---- Reading -------------------------------------------------------------
+
+constexpr uint32_t MaskOf(int8_t code)
+{
+    constexpr uint32_t masks[] = {0,      0x0001, 0x0002, 0x0004, 0x0004, 0x0004, 0x0008,
+                                  0x0008, 0x0010, 0x0010, 0x0020, 0x0020, 0x0020, 0x0020,
+                                  0x0040, 0x0040, 0x0080, 0x0100, 0x0200};
+    return masks[code];
+}
+
+// An operator's first byte selects a list: the operator alone first, then
+// the two-byte forms in the order they are tried.
+struct OperatorRecord {
+    char follow;
+    int8_t code;
+};
+
+struct OperatorList {
+    const OperatorRecord *records;
+    int count;
+};
+
+constexpr OperatorRecord NotForms[] = {{0, OpNot}, {'=', OpNotEqual}};
+constexpr OperatorRecord LessForms[] = {{0, OpLess}, {'<', OpShiftLeft}, {'=', OpLessEqual}, {'>', OpNotEqual}};
+constexpr OperatorRecord EqualForms[] = {{0, OpEqual}, {'>', OpGreaterEqual}, {'<', OpLessEqual}, {'=', OpEqual}};
+constexpr OperatorRecord GreaterForms[] = {{0, OpGreater}, {'>', OpShiftRight}, {'=', OpGreaterEqual}, {'<', OpNotEqual}};
+constexpr OperatorRecord Power[] = {{0, OpPower}};
+constexpr OperatorRecord Divide[] = {{0, OpDivide}};
+constexpr OperatorRecord Remainder[] = {{0, OpRemainder}};
+constexpr OperatorRecord Multiply[] = {{0, OpMultiply}};
+constexpr OperatorRecord Add[] = {{0, OpAdd}};
+constexpr OperatorRecord Subtract[] = {{0, OpSubtract}};
+constexpr OperatorRecord BitAnd[] = {{0, OpBitAnd}};
+constexpr OperatorRecord BitXor[] = {{0, OpBitXor}};
+constexpr OperatorRecord BitOr[] = {{0, OpBitOr}};
+
+template <size_t N>
+constexpr OperatorList ListOf(const OperatorRecord (&records)[N])
+{
+    return {records, static_cast<int>(N)};
+}
+
+constexpr std::array<OperatorList, 256> BuildOperatorTable()
+{
+    std::array<OperatorList, 256> table{};
+    table['!'] = ListOf(NotForms);
+    table['<'] = ListOf(LessForms);
+    table['='] = ListOf(EqualForms);
+    table['>'] = ListOf(GreaterForms);
+    table['^'] = ListOf(Power);
+    table['/'] = ListOf(Divide);
+    table['%'] = ListOf(Remainder);
+    table['*'] = ListOf(Multiply);
+    table['+'] = ListOf(Add);
+    table['-'] = ListOf(Subtract);
+    table['&'] = ListOf(BitAnd);
+    table['~'] = ListOf(BitXor);
+    table['|'] = ListOf(BitOr);
+    return table;
+}
+
+constexpr std::array<OperatorList, 256> OperatorTable = BuildOperatorTable();
+
+void AppendOperator(TermStack *stack, int8_t code)
+{
+    const uint32_t mask = MaskOf(code);
+    stack->operators[stack->operatorCount++] = code;
+    stack->classMask |= mask;
+    if (mask == MaskAdditive)
+        stack->additiveWeight += AdditiveStep;
+}
+
+// ---- Applying --------------------------------------------------------------
+
+double Truth(bool b) { return b ? 1.0 : 0.0; }
+
+int32_t ApplyPower(int8_t, double &x, double y)
+{
+    if (x == 0.0 && y <= 0.0)
+        return ErrDomain;
+    double whole;
+    if (x < 0.0 && std::modf(y, &whole) != 0.0) // a NaN exponent counts as fractional
+        return ErrDomain;
+    errno = 0;
+    x = std::pow(x, y);
+    return errno == ERANGE ? ErrRange : 0;
+}
+
+int32_t ApplyMultiplicative(int8_t code, double &x, double y)
+{
+    if (code == OpMultiply) {
+        x *= y;
+        return 0;
+    }
+    if (y == 0.0)
+        return ErrDivideByZero;
+    x = (code == OpDivide) ? x / y : std::fmod(x, y);
+    return 0;
+}
+
+int32_t ApplyAdditive(int8_t code, double &x, double y)
+{
+    x = (code == OpAdd) ? x + y : x - y;
+    return 0;
+}
+
+int32_t ApplyShift(int8_t code, double &x, double y)
+{
+    const uint32_t value = ToUnsigned32(x);
+    const uint32_t count = ToUnsigned32(y) & 31u;
+    x = (code == OpShiftLeft) ? value << count : value >> count;
+    return 0;
+}
+
+int32_t ApplyOrdering(int8_t code, double &x, double y)
+{
+    switch (code) {
+    case OpLess: x = Truth(x < y); break;
+    case OpGreater: x = Truth(x > y); break;
+    case OpLessEqual: x = Truth(x <= y); break;
+    default: x = Truth(x >= y); break;
+    }
+    return 0;
+}
+
+int32_t ApplyEquality(int8_t code, double &x, double y)
+{
+    x = (code == OpEqual) ? Truth(x == y) : Truth(x != y);
+    return 0;
+}
+
+int32_t ApplyBitAnd(int8_t, double &x, double y)
+{
+    x = ToUnsigned32(x) & ToUnsigned32(y);
+    return 0;
+}
+
+int32_t ApplyBitXor(int8_t, double &x, double y)
+{
+    x = ToUnsigned32(x) ^ ToUnsigned32(y);
+    return 0;
+}
+
+int32_t ApplyBitOr(int8_t, double &x, double y)
+{
+    x = ToUnsigned32(x) | ToUnsigned32(y);
+    return 0;
+}
+
+struct OperatorPass {
+    uint32_t maskBit;
+    int8_t firstCode;
+    int8_t lastCode;
+    int32_t (*apply)(int8_t code, double &x, double y);
+};
+
+// Tightest first. Pass k runs when mask bit (2 << k) was seen in the level.
+constexpr OperatorPass Passes[] = {
+    {0x0002, OpPower, OpPower, ApplyPower},
+    {0x0004, OpDivide, OpMultiply, ApplyMultiplicative},
+    {0x0008, OpAdd, OpSubtract, ApplyAdditive},
+    {0x0010, OpShiftLeft, OpShiftRight, ApplyShift},
+    {0x0020, OpLess, OpGreaterEqual, ApplyOrdering},
+    {0x0040, OpEqual, OpNotEqual, ApplyEquality},
+    {0x0080, OpBitAnd, OpBitAnd, ApplyBitAnd},
+    {0x0100, OpBitXor, OpBitXor, ApplyBitXor},
+    {0x0200, OpBitOr, OpBitOr, ApplyBitOr},
+};
+
+constexpr bool PassesMatchMasks()
+{
+    for (int k = 0; k < 9; ++k)
+        for (int8_t code = Passes[k].firstCode; code <= Passes[k].lastCode; ++code)
+            if (Passes[k].maskBit != (2u << k) || MaskOf(code) != Passes[k].maskBit)
+                return false;
+    return true;
+}
+static_assert(PassesMatchMasks(), "pass k must serve exactly the codes of mask bit 2 << k");
+
+// Walks the slots left to right. A reduced term drops out of the chain: L,
+// the term collecting results, moves only past an operator of another class,
+// so every operator is left-associative within its class.
+int32_t RunPass(const OperatorPass &pass, TermStack *stack)
+{
+    int8_t *slots = stack->operators;
+    int32_t left = 0;
+    for (int32_t i = 0; i < stack->operatorCount; ++i) {
+        const int8_t code = slots[i];
+        if (code >= pass.firstCode && code <= pass.lastCode) {
+            if (int32_t rc = pass.apply(code, stack->terms[left], stack->terms[i + 1]))
+                return rc;
+            slots[i] = OpUsed;
+        } else if (code != OpUsed) {
+            left = i + 1;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+int32_t SingleOperatorToken(EvalContext *ctx, TermStack *stack)
+{
+    if (stack->operatorCount >= MaxOperators)
+        return ErrStackFull;
+    AppendOperator(stack, OperatorTable[static_cast<unsigned char>(*ctx->cursor)].records[0].code);
+    ++ctx->cursor;
+    return 0;
+}
+
+// Greedy, two bytes at most, with white space allowed between them.
+int32_t DoubleOperatorToken(EvalContext *ctx, TermStack *stack)
+{
+    if (stack->operatorCount >= MaxOperators)
+        return ErrStackFull;
+    const OperatorList &list = OperatorTable[static_cast<unsigned char>(*ctx->cursor)];
+    const char *next = SkipSpace(ctx->cursor + 1);
+    int8_t code = list.records[0].code;
+    if (Is(*next, ClassOperator)) {
+        for (int k = 1; k < list.count; ++k) {
+            if (list.records[k].follow == *next) {
+                code = list.records[k].code;
+                ++next;
+                break;
+            }
+        }
+    }
+    AppendOperator(stack, code);
+    ctx->cursor = next;
+    return 0;
+}
+
+int32_t RunOperatorPasses(TermStack *stack)
+{
+    if ((stack->classMask & MaskNot) && std::memchr(stack->operators, OpNot, stack->operatorCount))
+        return ErrSyntax; // a '!' stood where a binary operator belongs
+    uint32_t mask = stack->classMask;
+    if (stack->additiveWeight == 0)
+        mask &= ~MaskAdditive; // every '+' and '-' was a sign
+    for (const OperatorPass &pass : Passes) {
+        if (pass.maskBit > mask)
+            break;
+        if (mask & pass.maskBit)
+            if (int32_t rc = RunPass(pass, stack))
+                return rc;
+    }
+    return 0;
+}
+
+} // namespace qx

@@ -1,0 +1,66 @@
+#include "support/alloc_hooks.h"
+
+#include <cstdlib>
+
+extern "C" {
+void *__real_malloc(size_t size);
+void *__real_calloc(size_t count, size_t size);
+void *__real_realloc(void *block, size_t size);
+void __real_free(void *block);
+}
+
+namespace {
+
+// Plain globals: a test that injects failures runs on one thread.
+size_t allocations = 0;
+size_t failAt = 0;
+bool failSticky = false;
+bool failed = false;
+
+bool ShouldFail()
+{
+    ++allocations;
+    if (failAt == 0)
+        return false;
+    if (failAt > 1) {
+        --failAt;
+        return false;
+    }
+    if (!failSticky)
+        failAt = 0;
+    failed = true;
+    return true;
+}
+
+} // namespace
+
+namespace qxtest {
+
+size_t AllocationCount() { return allocations; }
+void ResetAllocationCount() { allocations = 0; }
+
+void FailAllocation(size_t n, bool sticky)
+{
+    failAt = n;
+    failSticky = sticky;
+    failed = false;
+}
+
+bool AllocationFailed() { return failed; }
+
+} // namespace qxtest
+
+extern "C" {
+
+void *__wrap_malloc(size_t size) { return ShouldFail() ? nullptr : __real_malloc(size); }
+void *__wrap_calloc(size_t count, size_t size) { return ShouldFail() ? nullptr : __real_calloc(count, size); }
+void __wrap_free(void *block) { __real_free(block); }
+
+void *__wrap_realloc(void *block, size_t size)
+{
+    if (size != 0 && ShouldFail())
+        return nullptr;
+    return __real_realloc(block, size);
+}
+
+} // extern "C"

@@ -1,0 +1,26 @@
+// Counting and failing the library's allocations in tests. The test binary
+// is linked with --wrap for malloc, calloc, realloc and free.
+#pragma once
+
+#include <cstddef>
+
+namespace qxtest {
+
+// Allocations (malloc, calloc, and realloc to a non-zero size) since the
+// last reset.
+size_t AllocationCount();
+void ResetAllocationCount();
+
+// Makes the n-th allocation from now (1-based) fail, and every one after it
+// too if `sticky`; 0 turns failure off. Returns whether a failure was injected
+// since the last call.
+void FailAllocation(size_t n, bool sticky = false);
+bool AllocationFailed();
+
+// Turns failure off when it goes out of scope.
+struct AllocationFailureScope {
+    AllocationFailureScope(size_t n, bool sticky = false) { FailAllocation(n, sticky); }
+    ~AllocationFailureScope() { FailAllocation(0); }
+};
+
+} // namespace qxtest
