@@ -17,6 +17,9 @@ constexpr std::array<TokenHandler, 256> BuildTokenTable()
     for (int c = '0'; c <= '9'; ++c)
         table[c] = NumberToken;
     table['.'] = NumberToken;
+    for (int c = 0; c < 256; ++c)
+        if (CharClass[c] & ClassNameStart)
+            table[c] = NameToken;
     for (unsigned char c : {'%', '&', '*', '+', '-', '/', '^', '|', '~'})
         table[c] = SingleOperatorToken;
     for (unsigned char c : {'!', '<', '=', '>'})
@@ -100,18 +103,26 @@ int32_t CloseParen(EvalContext *ctx)
     return EndOfLevel;
 }
 
+int32_t ParseRegister(const char *bracket, int *number, const char **after)
+{
+    const char *p = SkipSpace(bracket + 1);
+    if (!Is(*p, ClassLetter))
+        return ErrBadName;
+    *number = FoldLower(*p) - 'a';
+    p = SkipSpace(p + 1);
+    if (*p != ']')
+        return ErrBadName;
+    *after = p + 1;
+    return 0;
+}
+
 int32_t RegisterToken(EvalContext *ctx, TermStack *stack)
 {
     if (ctx->registers == nullptr)
         return ErrSyntax;
-    const char *p = SkipSpace(ctx->cursor + 1);
-    if (!Is(*p, ClassLetter))
-        return ErrBadName;
-    const int number = FoldLower(*p) - 'a';
-    p = SkipSpace(p + 1);
-    if (*p != ']')
-        return ErrBadName;
-    ctx->cursor = p + 1;
+    int number;
+    if (int32_t rc = ParseRegister(ctx->cursor, &number, &ctx->cursor))
+        return rc;
     return PushTerm(stack, ctx->registers[number]);
 }
 

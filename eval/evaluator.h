@@ -33,12 +33,17 @@ int32_t PushTerm(TermStack *stack, double value);
 int32_t RunOperatorPasses(TermStack *stack);
 
 int32_t NumberToken(EvalContext *ctx, TermStack *stack);
+int32_t NameToken(EvalContext *ctx, TermStack *stack);
 int32_t SingleOperatorToken(EvalContext *ctx, TermStack *stack);
 int32_t DoubleOperatorToken(EvalContext *ctx, TermStack *stack);
 int32_t OpenParenToken(EvalContext *ctx, TermStack *stack);
 int32_t CloseParen(EvalContext *ctx); // shared with the string evaluator
 int32_t RegisterToken(EvalContext *ctx, TermStack *stack);
 int32_t BadCharToken(EvalContext *ctx, TermStack *stack);
+
+// Reads "[x]" at the '[', white space allowed inside: the register's number
+// (0 for a or A) and the byte behind the ']', or ErrBadName.
+int32_t ParseRegister(const char *bracket, int *number, const char **after);
 
 // The base a literal's suffix letter selects (b, o, d, h in either case), or 0.
 uint32_t RadixOfSuffix(char suffix);

@@ -13,6 +13,7 @@ namespace {
 
 // Plain globals: a test that injects failures runs on one thread.
 size_t allocations = 0;
+long liveBlocks = 0;
 size_t failAt = 0;
 bool failSticky = false;
 bool failed = false;
@@ -38,6 +39,7 @@ namespace qxtest {
 
 size_t AllocationCount() { return allocations; }
 void ResetAllocationCount() { allocations = 0; }
+long LiveBlocks() { return liveBlocks; }
 
 void FailAllocation(size_t n, bool sticky)
 {
@@ -52,15 +54,33 @@ bool AllocationFailed() { return failed; }
 
 extern "C" {
 
-void *__wrap_malloc(size_t size) { return ShouldFail() ? nullptr : __real_malloc(size); }
-void *__wrap_calloc(size_t count, size_t size) { return ShouldFail() ? nullptr : __real_calloc(count, size); }
-void __wrap_free(void *block) { __real_free(block); }
+static void *Counted(void *block)
+{
+    if (block != nullptr)
+        ++liveBlocks;
+    return block;
+}
+
+void *__wrap_malloc(size_t size) { return ShouldFail() ? nullptr : Counted(__real_malloc(size)); }
+void *__wrap_calloc(size_t count, size_t size) { return ShouldFail() ? nullptr : Counted(__real_calloc(count, size)); }
+
+void __wrap_free(void *block)
+{
+    if (block != nullptr)
+        --liveBlocks;
+    __real_free(block);
+}
 
 void *__wrap_realloc(void *block, size_t size)
 {
     if (size != 0 && ShouldFail())
         return nullptr;
-    return __real_realloc(block, size);
+    if (block == nullptr)
+        return Counted(__real_realloc(block, size));
+    void *moved = __real_realloc(block, size);
+    if (size == 0 && moved == nullptr)
+        --liveBlocks; // glibc frees the block for a size of 0
+    return moved;
 }
 
 } // extern "C"

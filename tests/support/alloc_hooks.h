@@ -11,6 +11,10 @@ namespace qxtest {
 size_t AllocationCount();
 void ResetAllocationCount();
 
+// Blocks allocated and not yet freed, counted over the whole run: compare
+// before and after an operation to see that it leaked nothing.
+long LiveBlocks();
+
 // Makes the n-th allocation from now (1-based) fail, and every one after it
 // too if `sticky`; 0 turns failure off. Returns whether a failure was injected
 // since the last call.

@@ -1,0 +1,37 @@
+// Argument lists: function calls and array element references share them,
+// in numeric and string expressions and in statements alike.
+#pragma once
+
+#include <cstdint>
+
+#include "core/symbol_table.h"
+#include "eval/evaluator.h"
+
+namespace qx {
+
+// Evaluates `count` arguments at the cursor, which stands behind the '(' of a
+// list whose opening already raised parenDepth. On success the cursor is
+// behind the ')'. On failure no argument text is left allocated.
+int32_t EvaluateArgs(EvalContext *ctx, const ArgKind *kinds, CallArg *slots, int32_t count);
+void FreeStringArgs(int32_t count, const ArgKind *kinds, CallArg *slots);
+
+// Steps over the '(' at the cursor, evaluates the arguments of a function
+// entry into `frame` and fills the rest of it for the call.
+int32_t PrepareCall(EvalContext *ctx, const SymbolEntry &function, CallFrame *frame);
+// Releases the argument texts; returns the code the callback left in the frame.
+int32_t FinishCall(const SymbolEntry &function, CallFrame *frame);
+
+struct ElementIndex {
+    uint32_t i;
+    uint32_t j;        // 0 for a one-dimensional array
+    uint32_t position; // i + dim1 * j
+};
+
+// Evaluates the one or two indices of an array entry and checks their range
+// (ErrBadName when out of range). The cursor stands behind the '(' and the
+// caller has raised parenDepth.
+int32_t EvaluateElementIndex(EvalContext *ctx, const SymbolEntry &array, ElementIndex *index);
+// The same from the '(' itself, raising parenDepth as an expression does.
+int32_t ReadElementIndex(EvalContext *ctx, const SymbolEntry &array, ElementIndex *index);
+
+} // namespace qx

@@ -1,0 +1,110 @@
+// A term that begins with a letter or '_': a constant, a numeric parameter,
+// an array element, a function call, or a hexadecimal literal such as ffh.
+#include "core/char_class.h"
+#include "core/integer_conversion.h"
+#include "eval/calls.h"
+#include "eval/names.h"
+
+namespace qx {
+namespace {
+
+int32_t CallNFunction(EvalContext *ctx, const SymbolEntry &function, TermStack *stack)
+{
+    CallFrame frame;
+    if (int32_t rc = PrepareCall(ctx, function, &frame))
+        return rc;
+    const NFunctionCallback callback = function.function.callback.numeric;
+    const double value = callback != nullptr ? callback(&frame) : 0.0;
+    if (callback == nullptr)
+        frame.error = ErrSyntax; // registered without a function to call
+    if (int32_t rc = FinishCall(function, &frame))
+        return rc;
+    return PushTerm(stack, value);
+}
+
+int32_t ReadNumericElement(EvalContext *ctx, const SymbolEntry &array, TermStack *stack)
+{
+    ElementIndex index;
+    if (int32_t rc = ReadElementIndex(ctx, array, &index))
+        return rc;
+    return PushTerm(stack, ReadNumeric(array, array.array.values[index.position]));
+}
+
+// A token that names nothing may still be a literal whose first digit is a
+// letter. Only the hexadecimal parser can accept a leading letter.
+int32_t RadixFallback(const NameBuffer &name, TermStack *stack)
+{
+    if (name.length == 1)
+        return ErrSyntax;
+    const char suffix = name.bytes[name.length - 1];
+    const uint32_t base = Is(suffix, ClassLetter) ? RadixOfSuffix(suffix) : 0;
+    if (base == 0)
+        return ErrSyntax;
+    return ParseRadixLiteral(name.bytes, name.bytes + name.length - 1, base, stack);
+}
+
+int32_t NameWithParen(EvalContext *ctx, const SymbolEntry *entry, TermStack *stack)
+{
+    if (entry == nullptr)
+        return ErrSyntax;
+    switch (entry->kind) {
+    case NFunction: return CallNFunction(ctx, *entry, stack);
+    case ND1:
+    case ND2: return ReadNumericElement(ctx, *entry, stack);
+    default: return ErrSyntax;
+    }
+}
+
+int32_t NameAlone(const NameBuffer &name, const SymbolEntry *entry, TermStack *stack)
+{
+    if (entry == nullptr)
+        return RadixFallback(name, stack);
+    switch (entry->kind) {
+    case NConstant: return PushTerm(stack, entry->value);
+    case NS: return PushTerm(stack, ReadNumeric(*entry, entry->value));
+    default: return ErrSyntax;
+    }
+}
+
+} // namespace
+
+const char *GatherName(const char *p, NameBuffer *name)
+{
+    name->length = 0;
+    do {
+        if (name->length == MaxNameLength)
+            return nullptr;
+        name->bytes[name->length++] = *p;
+        p = SkipSpace(p + 1);
+    } while (!Is(*p, ClassDelimiter));
+    name->bytes[name->length] = '\0';
+    return p;
+}
+
+double ReadNumeric(const SymbolEntry &entry, double stored)
+{
+    return (entry.attribute & AttrIntegerView) ? static_cast<double>(ToUnsigned32(stored)) : stored;
+}
+
+int32_t LookUpName(EvalContext *ctx, NameBuffer *name, SymbolEntry **entry)
+{
+    const char *delimiter = GatherName(ctx->cursor, name);
+    if (delimiter == nullptr)
+        return ErrTokenTooLong;
+    ctx->cursor = delimiter;
+    *entry = FindSymbol(ctx, name->bytes);
+    return 0;
+}
+
+int32_t NameToken(EvalContext *ctx, TermStack *stack)
+{
+    NameBuffer name;
+    SymbolEntry *entry;
+    if (int32_t rc = LookUpName(ctx, &name, &entry))
+        return rc;
+    if (*ctx->cursor == '(')
+        return NameWithParen(ctx, entry, stack);
+    return NameAlone(name, entry, stack);
+}
+
+} // namespace qx
