@@ -225,15 +225,23 @@ double QUORBIX_CALL StrCmpI(CallFrame *frame) { return Sign(CompareFolded(S(fram
 // registers, so the caller's cursor, depth and result survive. Every inner
 // failure becomes one domain failure: the caller learns only that the text
 // is no number.
+//
+// The inner text carries on the caller's nesting count: the call's own '('
+// counts as still open while the text runs, and the text is a level of its
+// own. So a parameter whose text calls val on itself runs into the nesting
+// limit instead of exhausting the stack.
 double QUORBIX_CALL Val(CallFrame *frame)
 {
     EvalContext inner{};
     inner.text = S(frame);
     inner.cursor = inner.text;
-    inner.parenDepth = 0;
+    inner.parenDepth = frame->context->parenDepth + 1;
     inner.symbols = frame->context->symbols;
     inner.registers = frame->context->registers;
-    if (EvaluateLevel(&inner) != 0 || inner.parenDepth != 0 || *inner.cursor != '\0')
+    if (OpenLevel(&inner) != 0)
+        return Fail(frame, ErrDomain);
+    const int32_t depth = inner.parenDepth;
+    if (EvaluateLevel(&inner) != 0 || inner.parenDepth != depth || *inner.cursor != '\0')
         return Fail(frame, ErrDomain);
     return inner.result;
 }

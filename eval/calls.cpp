@@ -71,7 +71,8 @@ void FreeStringArgs(int32_t count, const ArgKind *kinds, CallArg *slots)
 int32_t PrepareCall(EvalContext *ctx, const SymbolEntry &function, CallFrame *frame)
 {
     ++ctx->cursor;
-    ++ctx->parenDepth;
+    if (int32_t rc = OpenLevel(ctx))
+        return rc;
     const FunctionPayload &f = function.function;
     if (int32_t rc = EvaluateArgs(ctx, f.argKinds, frame->args, f.argCount))
         return rc;
@@ -114,7 +115,8 @@ int32_t EvaluateElementIndex(EvalContext *ctx, const SymbolEntry &array, Element
 int32_t ReadElementIndex(EvalContext *ctx, const SymbolEntry &array, ElementIndex *index)
 {
     ++ctx->cursor;
-    ++ctx->parenDepth;
+    if (int32_t rc = OpenLevel(ctx))
+        return rc;
     return EvaluateElementIndex(ctx, array, index);
 }
 

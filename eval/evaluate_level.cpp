@@ -84,7 +84,8 @@ int32_t EvaluateLevel(EvalContext *ctx)
 int32_t OpenParenToken(EvalContext *ctx, TermStack *stack)
 {
     ++ctx->cursor;
-    ++ctx->parenDepth;
+    if (int32_t rc = OpenLevel(ctx))
+        return rc;
     if (int32_t rc = EvaluateLevel(ctx))
         return rc;
     if (int32_t rc = PushTerm(stack, ctx->result))

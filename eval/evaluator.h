@@ -25,6 +25,19 @@ struct TermStack {
 
 using TokenHandler = int32_t (*)(EvalContext *ctx, TermStack *stack);
 
+// Parentheses, calls and element references recurse on the host's stack, one
+// level per '(' still open, at about 1 KiB a level (a numeric call with its
+// frame and term stack is the largest). 100 levels keep the deepest legal
+// text near 110 KiB, well inside a 256 KiB thread stack even in a sanitizer
+// build; a deeper text fails with ErrStackFull.
+constexpr int32_t MaxNesting = 100;
+
+// Counts one more open '(' across all levels of the text being evaluated.
+inline int32_t OpenLevel(EvalContext *ctx)
+{
+    return ++ctx->parenDepth > MaxNesting ? ErrStackFull : 0;
+}
+
 // A positive handler result ends the level without failing.
 constexpr int32_t EndOfLevel = 1;
 
