@@ -90,8 +90,12 @@ SymbolBucket *BucketOf(const EvalContext *ctx, const char *name)
 
 SymbolEntry *FindSymbol(uint32_t count, SymbolEntry *entries, const char *name)
 {
-    if (count <= LinearSearchLimit)
-        return FindSymbolUnsorted(count, entries, name);
+    if (count <= LinearSearchLimit) {
+        for (uint32_t k = 0; k < count; ++k)
+            if (CompareFolded(name, entries[k].name) == 0)
+                return &entries[k];
+        return nullptr;
+    }
     uint32_t lo = 0;
     uint32_t hi = count; // the range is [lo, hi)
     while (lo < hi) {
@@ -113,14 +117,6 @@ SymbolEntry *FindSymbol(const EvalContext *ctx, const char *name)
     return FindSymbol(bucket->count, bucket->entries, name);
 }
 
-SymbolEntry *FindSymbolUnsorted(uint32_t count, SymbolEntry *entries, const char *name)
-{
-    for (uint32_t k = 0; k < count; ++k)
-        if (CompareFolded(name, entries[k].name) == 0)
-            return &entries[k];
-    return nullptr;
-}
-
 SymbolEntry *AppendEntry(SymbolBucket *bucket)
 {
     const size_t newCount = static_cast<size_t>(bucket->count) + 1;
@@ -132,6 +128,28 @@ SymbolEntry *AppendEntry(SymbolBucket *bucket)
     SymbolEntry *entry = &bucket->entries[newCount - 1];
     std::memset(entry, 0, sizeof *entry);
     return entry;
+}
+
+// Adding one entry to a sorted bucket costs a search and one move of the
+// entries behind its place, where a full sort would cost n log n swaps of
+// whole entries; names created in ascending order move nothing at all.
+SymbolEntry *InsertEntry(SymbolBucket *bucket, const SymbolEntry &made)
+{
+    uint32_t place = 0;
+    uint32_t end = bucket->count;
+    while (place < end) {
+        const uint32_t mid = place + (end - place) / 2;
+        if (CompareForSort(bucket->entries[mid].name, made.name) < 0)
+            place = mid + 1;
+        else
+            end = mid;
+    }
+    if (AppendEntry(bucket) == nullptr)
+        return nullptr;
+    SymbolEntry *slot = &bucket->entries[place];
+    std::memmove(slot + 1, slot, (bucket->count - 1 - place) * sizeof(SymbolEntry));
+    std::memcpy(slot, &made, sizeof made);
+    return slot;
 }
 
 namespace {

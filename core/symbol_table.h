@@ -71,11 +71,12 @@ int CompareForSort(const char *a, const char *b);
 SymbolBucket *BucketOf(const EvalContext *ctx, const char *name);
 SymbolEntry *FindSymbol(uint32_t count, SymbolEntry *entries, const char *name);
 SymbolEntry *FindSymbol(const EvalContext *ctx, const char *name);
-// Like FindSymbol but never relies on the order, for buckets that hold
-// entries appended since the last sort.
-SymbolEntry *FindSymbolUnsorted(uint32_t count, SymbolEntry *entries, const char *name);
 
 SymbolEntry *AppendEntry(SymbolBucket *bucket);
+// Puts a complete entry at the place its name takes in the bucket's order,
+// so the bucket stays sorted without a sort. Returns where it now stands, or
+// null with the bucket unchanged when the bucket cannot grow.
+SymbolEntry *InsertEntry(SymbolBucket *bucket, const SymbolEntry &made);
 int32_t AddNFunctionEntry(SymbolBucket *bucket, const NFunctionDef &def);
 int32_t AddSFunctionEntry(SymbolBucket *bucket, const SFunctionDef &def);
 int32_t AddNConstantEntry(SymbolBucket *bucket, const NConstantDef &def);

@@ -1,15 +1,77 @@
-// Decimal text to double without the C locale: std::from_chars is correctly
-// rounded and ignores LC_NUMERIC, so "1.5" means 1.5 in every host.
+// Decimal text to double without the C locale: the result is the correctly
+// rounded double, as the "C" locale's strtod gives it, whatever LC_NUMERIC
+// the host has set.
 #include <cfloat>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 
+#include "core/char_class.h"
 #include "eval/evaluator.h"
 
 namespace qx {
+namespace {
+
+constexpr double ExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                       1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr int MaxExactPower = 22;
+constexpr uint64_t MaxExactSignificand = uint64_t{1} << 53;
+
+// The common case, digits with at most 19 significant places and a small
+// exponent, needs no general conversion: when the digits form an integer a
+// double holds exactly and the power of ten is exact too, one multiplication
+// or division rounds correctly by itself. Returns false when the text is not
+// of that shape, leaving the case to the general conversion.
+bool ConvertShortDecimal(const char *p, const char *end, double *value)
+{
+    uint64_t significand = 0;
+    int digits = 0;
+    int exponent = 0;
+    bool seenPoint = false;
+    bool seenDigit = false;
+    for (; p < end && (Is(*p, ClassDigit) || (*p == '.' && !seenPoint)); ++p) {
+        if (*p == '.') {
+            seenPoint = true;
+            continue;
+        }
+        seenDigit = true;
+        if (significand == 0 && *p == '0') {
+            exponent -= seenPoint ? 1 : 0; // leading zeros carry no digit
+            continue;
+        }
+        if (++digits > 19)
+            return false;
+        significand = significand * 10 + static_cast<uint64_t>(*p - '0');
+        exponent -= seenPoint ? 1 : 0;
+    }
+    if (!seenDigit)
+        return false;
+    if (p < end) { // an exponent: e or E, a sign, and one to three digits
+        if (FoldLower(*p) != 'e' || ++p == end)
+            return false;
+        const bool negative = *p == '-';
+        p += (*p == '-' || *p == '+') ? 1 : 0;
+        int written = 0;
+        const char *first = p;
+        for (; p < end && Is(*p, ClassDigit) && p - first < 3; ++p)
+            written = written * 10 + (*p - '0');
+        if (p != end || p == first)
+            return false;
+        exponent += negative ? -written : written;
+    }
+    if (significand > MaxExactSignificand || exponent < -MaxExactPower || exponent > MaxExactPower)
+        return false;
+    const double exact = static_cast<double>(significand);
+    *value = exponent < 0 ? exact / ExactPowersOfTen[-exponent] : exact * ExactPowersOfTen[exponent];
+    return true;
+}
+
+} // namespace
 
 int32_t ConvertDecimal(const char *begin, const char *end, double *value)
 {
+    if (ConvertShortDecimal(begin, end, value))
+        return 0;
     const std::from_chars_result r = std::from_chars(begin, end, *value, std::chars_format::general);
     if (r.ec == std::errc::invalid_argument || r.ptr != end)
         return ErrSyntax;

@@ -35,21 +35,16 @@ SymbolEntry BlankEntry(uint16_t kind)
     return entry;
 }
 
-// Moves a fully built entry into its bucket and restores the bucket's order.
-// If the bucket cannot grow, the payload is released and the table is left
-// alone.
+// Moves a fully built entry into its place in the bucket. If the bucket
+// cannot grow, the payload is released and the table is left alone.
 int32_t Install(EvalContext *ctx, const char *name, uint32_t attribute, SymbolEntry *made)
 {
-    SymbolBucket *bucket = BucketOf(ctx, name);
-    SymbolEntry *entry = AppendEntry(bucket);
-    if (entry == nullptr) {
+    CopyName(made->name, name); // as spelled: case is kept, though never compared
+    made->attribute = attribute;
+    if (InsertEntry(BucketOf(ctx, name), *made) == nullptr) {
         FreePayload(made);
         return ErrNoMemory;
     }
-    CopyName(made->name, name); // as spelled: case is kept, though never compared
-    made->attribute = attribute;
-    std::memcpy(entry, made, sizeof *entry);
-    SortBucket(bucket);
     return 0;
 }
 

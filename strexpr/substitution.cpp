@@ -38,10 +38,9 @@ int32_t CheckTargetShape(const char *afterName, bool isString, uint16_t kind)
     return kind == wanted ? 0 : ErrBadName;
 }
 
-// A first assignment creates a scalar. Its bucket is sorted at once, so that
-// the right-hand side can find the new name even in a bucket searched by
-// halving; the entry is looked up again because the sort moves it. The new
-// scalar stays even if the statement fails later.
+// A first assignment creates a scalar. It goes straight to its sorted place,
+// so the right-hand side finds the new name even in a bucket searched by
+// halving. The new scalar stays even if the statement fails later.
 int32_t CreateScalar(EvalContext *ctx, const NameBuffer &name, SymbolEntry **entry)
 {
     const bool isString = IsStringName(name);
@@ -53,18 +52,17 @@ int32_t CreateScalar(EvalContext *ctx, const NameBuffer &name, SymbolEntry **ent
         if (emptyText == nullptr)
             return ErrNoMemory;
     }
-    SymbolBucket *bucket = BucketOf(ctx, name.bytes);
-    SymbolEntry *created = AppendEntry(bucket);
-    if (created == nullptr) {
+    SymbolEntry made;
+    std::memset(&made, 0, sizeof made);
+    made.kind = isString ? SS : NS;
+    CopyName(made.name, name.bytes);
+    if (isString)
+        made.text = emptyText;
+    *entry = InsertEntry(BucketOf(ctx, name.bytes), made);
+    if (*entry == nullptr) {
         std::free(emptyText);
         return ErrNoMemory;
     }
-    created->kind = isString ? SS : NS;
-    CopyName(created->name, name.bytes);
-    if (isString)
-        created->text = emptyText;
-    SortBucket(bucket);
-    *entry = FindSymbol(bucket->count, bucket->entries, name.bytes);
     return 0;
 }
 

@@ -1,5 +1,6 @@
 #include "support/alloc_hooks.h"
 
+#include <atomic>
 #include <cstdlib>
 
 extern "C" {
@@ -11,17 +12,18 @@ void __real_free(void *block);
 
 namespace {
 
-// Plain globals: a test that injects failures runs on one thread.
-size_t allocations = 0;
-long liveBlocks = 0;
-size_t failAt = 0;
-bool failSticky = false;
-bool failed = false;
+// Atomic so that tests running contexts on several threads stay free of
+// data races; injecting a failure is meant for one thread at a time.
+std::atomic<size_t> allocations{0};
+std::atomic<long> liveBlocks{0};
+std::atomic<size_t> failAt{0};
+std::atomic<bool> failSticky{false};
+std::atomic<bool> failed{false};
 
 bool ShouldFail()
 {
     ++allocations;
-    if (failAt == 0)
+    if (failAt.load(std::memory_order_relaxed) == 0)
         return false;
     if (failAt > 1) {
         --failAt;
