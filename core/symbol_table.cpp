@@ -61,9 +61,17 @@ void Partition(SymbolEntry *lo, SymbolEntry *hi, SymbolEntry **pivotAt, SymbolEn
 
 } // namespace
 
+// Every name in an expression goes through here on each evaluation. Bytes
+// that are equal as they stand need no folding, so only a difference pays
+// for the table lookups.
 int CompareFolded(const char *a, const char *b)
 {
     for (;; ++a, ++b) {
+        if (*a == *b) {
+            if (*a == '\0')
+                return 0;
+            continue;
+        }
         const int x = FoldedSigned(*a);
         const int y = FoldedSigned(*b);
         if (x == 0 || x != y)

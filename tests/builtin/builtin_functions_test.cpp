@@ -4,7 +4,6 @@
 #include <bit>
 #include <cerrno>
 #include <cfloat>
-#include <clocale>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -259,28 +258,6 @@ TEST(StringFunctions, StrAndRealMatchPrintfInTheCLocale)
                 ASSERT_EQ(CallString("real$", {width, precision, x}), expected)
                     << "width " << width << " precision " << precision;
             }
-}
-
-TEST(StringFunctions, NumberTextsIgnoreTheHostLocale)
-{
-    const std::string saved = std::setlocale(LC_NUMERIC, nullptr);
-    bool haveComma = false;
-    for (const char *name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR.utf8"}) {
-        if (std::setlocale(LC_NUMERIC, name) == nullptr)
-            continue;
-        char probe[8];
-        std::snprintf(probe, sizeof probe, "%.1f", 0.5);
-        if ((haveComma = std::strcmp(probe, "0,5") == 0))
-            break;
-    }
-    if (!haveComma) {
-        std::setlocale(LC_NUMERIC, saved.c_str());
-        GTEST_SKIP() << "no decimal-comma locale is installed";
-    }
-    const std::string str = CallString("str$", {0.5}), real = CallString("real$", {8, 2, 3.14159});
-    std::setlocale(LC_NUMERIC, saved.c_str());
-    EXPECT_EQ(str, "0.5");
-    EXPECT_EQ(real, "    3.14");
 }
 
 } // namespace

@@ -172,22 +172,4 @@ TEST(AllocationFailure, EveryCallFailsCleanly)
     }
 }
 
-TEST(AllocationFailure, InitializeLeavesAClosedContext)
-{
-    for (size_t n = 1;; ++n) {
-        const long before = qxtest::LiveBlocks();
-        EvalContext ctx;
-        qxtest::AllocationFailureScope fail(n);
-        const int32_t rc = Quorbix_Initialize(&ctx);
-        const bool injected = qxtest::AllocationFailed();
-        qxtest::FailAllocation(0);
-        EXPECT_EQ(rc, injected ? ErrNoMemory : 0) << n;
-        EXPECT_EQ(ctx.symbols == nullptr, injected);
-        Quorbix_Terminate(&ctx);
-        EXPECT_EQ(qxtest::LiveBlocks(), before);
-        if (!injected)
-            break;
-    }
-}
-
 } // namespace

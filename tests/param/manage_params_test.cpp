@@ -192,7 +192,7 @@ TEST(ManageParamsTest, EnumerationFollowsBucketsThenBucketOrderAndStopsWhenAsked
     EXPECT_EQ(Enumerate(&t.ctx), (Names{"A", "a1", "b", "Z", "_x"}));
     EXPECT_EQ(Quorbix_EnumParamName(&t.ctx, StopAtOnce, reinterpret_cast<uintptr_t>(&calls)), ErrSyntax);
     EXPECT_EQ(calls, 1);
-    EXPECT_STREQ(qx::FindSymbol(&t.ctx, "A")->name, "A");
+    EXPECT_EQ(Enumerate(&t.ctx), (Names{"A", "a1", "b", "Z", "_x"})); // the spoiled buffer was a copy
 }
 
 TEST(ManageParamsTest, CountAndAttributesConcernParametersOnly)
