@@ -141,13 +141,6 @@ TEST_F(NamesTest, IntegerViewAppliesToScalarsAndElements)
     EXPECT_EQ(qx::FindSymbol(&t.ctx, "v")->value, -1); // the stored value is untouched
 }
 
-TEST_F(NamesTest, FailingCallbackCodeReachesHostUnchanged)
-{
-    const qxtest::NumberOutcome got = t.Eval("1+fail(\"x\")");
-    EXPECT_EQ(got.code, -100);
-    EXPECT_TRUE(SameDouble(got.value, 0.0));
-}
-
 TEST_F(NamesTest, CursorAndDepthAfterCalls)
 {
     t.ctx.text = "sub(1,2)+twice(3)";

@@ -88,6 +88,7 @@ const Scenario scenarios[] = {
      [](EvalContext *c, EvalContext *) {
          c->text = "left$(s$, 2) + echo$(s$ + v$(1)) + str$(x) + cr$";
          const int32_t rc = Quorbix_AddStr(c);
+         EXPECT_TRUE(rc == 0 || c->stringResult == nullptr);
          Quorbix_FreeOut(c);
          return rc;
      }},
@@ -138,7 +139,7 @@ const Scenario scenarios[] = {
          return rc;
      }},
     {"copy", [](EvalContext *c, EvalContext *other) { return Quorbix_CopyParam(c, other, "v$", 0); }},
-    {"duplicate", [](EvalContext *c, EvalContext *) { return Quorbix_DuplicateParam(c, "v$", "b0$", 0); }},
+    {"duplicate", [](EvalContext *c, EvalContext *) { return Quorbix_DuplicateParam(c, "v$", "s$", 0); }},
 };
 
 TEST(AllocationFailure, EveryCallFailsCleanly)

@@ -132,38 +132,4 @@ TEST(DuplicateParam, NameRules)
     }
 }
 
-// A copy into b and then a duplicate in a, each replacing a target, so that
-// the deep copy, the removal and the growth all meet a failure in turn.
-TEST(CopyParam, SurvivesEveryAllocationFailure)
-{
-    for (size_t n = 1;; ++n) {
-        ASSERT_LT(n, 50u);
-        const long baseline = qxtest::LiveBlocks();
-        bool injected = false;
-        {
-            TestContext a, b;
-            ASSERT_EQ(Quorbix_AllocSDim(&a.ctx, 3, 2, 0, "g$"), 0);
-            ASSERT_EQ(Quorbix_SetParam_SD2(&a.ctx, "g$", 2, 1, "last"), 0);
-            ASSERT_EQ(Quorbix_AllocSParam(&a.ctx, "h$", 0, "old"), 0);
-            ASSERT_EQ(Quorbix_AllocSParam(&b.ctx, "G$", 0, "old"), 0);
-            int32_t rc;
-            {
-                qxtest::AllocationFailureScope fail(n);
-                rc = Quorbix_CopyParam(&b.ctx, &a.ctx, "g$", 0);
-                rc = rc != 0 ? rc : Quorbix_DuplicateParam(&a.ctx, "g$", "h$", 0);
-                injected = qxtest::AllocationFailed();
-            }
-            EXPECT_EQ(rc, injected ? ErrNoMemory : 0) << n;
-            for (const SymbolBucket *bucket : {&a.ctx.symbols[7], &b.ctx.symbols[7], &a.ctx.symbols[8]})
-                for (uint32_t e = 1; e < bucket->count; ++e)
-                    EXPECT_LT(qx::CompareForSort(bucket->entries[e - 1].name, bucket->entries[e].name), 0);
-            EXPECT_EQ(Element(&a.ctx, "g$", 2, 1), "last") << n;
-            EXPECT_TRUE(injected || (Element(&b.ctx, "g$", 2, 1) == "last" && Element(&a.ctx, "h$", 2, 1) == "last"));
-        }
-        EXPECT_EQ(qxtest::LiveBlocks(), baseline) << n;
-        if (!injected)
-            break;
-    }
-}
-
 } // namespace

@@ -1,6 +1,9 @@
 #include "support/alloc_hooks.h"
 
+#include <sys/types.h>
+
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 
 extern "C" {
@@ -8,6 +11,8 @@ void *__real_malloc(size_t size);
 void *__real_calloc(size_t count, size_t size);
 void *__real_realloc(void *block, size_t size);
 void __real_free(void *block);
+ssize_t __real_read(int fd, void *bytes, size_t count);
+ssize_t __real_write(int fd, const void *bytes, size_t count);
 }
 
 namespace {
@@ -35,9 +40,47 @@ bool ShouldFail()
     return true;
 }
 
+std::atomic<size_t> ioFaultAt{0};
+std::atomic<qxtest::IoFault> ioFault{qxtest::IoFault::Fail};
+std::atomic<bool> ioFaulted{false};
+
+// The fault to apply to this call, if it is the one chosen.
+bool IoFaultHere()
+{
+    if (ioFaultAt == 0)
+        return false;
+    if (--ioFaultAt != 0)
+        return false;
+    ioFaulted = true;
+    return true;
+}
+
+template <typename Transfer>
+ssize_t FaultyTransfer(size_t count, Transfer transfer)
+{
+    if (!IoFaultHere())
+        return transfer(count);
+    switch (ioFault.load()) {
+    case qxtest::IoFault::Fail: errno = EIO; return -1;
+    case qxtest::IoFault::Interrupt: errno = EINTR; return -1;
+    case qxtest::IoFault::Partial: return transfer(count > 1 ? count / 2 : count);
+    }
+    return -1;
+}
+
 } // namespace
 
 namespace qxtest {
+
+void FaultIo(size_t n, IoFault fault)
+{
+    ioFault = fault;
+    ioFaultAt = n;
+    ioFaulted = false;
+}
+
+bool IoFaulted() { return ioFaulted; }
+
 
 size_t AllocationCount() { return allocations; }
 void ResetAllocationCount() { allocations = 0; }
@@ -83,6 +126,16 @@ void *__wrap_realloc(void *block, size_t size)
     if (size == 0 && moved == nullptr)
         --liveBlocks; // glibc frees the block for a size of 0
     return moved;
+}
+
+ssize_t __wrap_read(int fd, void *bytes, size_t count)
+{
+    return FaultyTransfer(count, [&](size_t n) { return __real_read(fd, bytes, n); });
+}
+
+ssize_t __wrap_write(int fd, const void *bytes, size_t count)
+{
+    return FaultyTransfer(count, [&](size_t n) { return __real_write(fd, bytes, n); });
 }
 
 } // extern "C"

@@ -27,4 +27,17 @@ struct AllocationFailureScope {
     ~AllocationFailureScope() { FailAllocation(0); }
 };
 
+// The same for the file layer: the test binary also wraps read and write.
+// Armed, the n-th read or write from now is made to fail with EIO, to be
+// interrupted before moving a byte (EINTR), or to move only part of what was
+// asked. Only calls made while armed are counted.
+enum class IoFault { Fail, Interrupt, Partial };
+void FaultIo(size_t n, IoFault fault);
+bool IoFaulted();
+
+struct IoFaultScope {
+    IoFaultScope(size_t n, IoFault fault) { FaultIo(n, fault); }
+    ~IoFaultScope() { FaultIo(0, IoFault::Fail); }
+};
+
 } // namespace qxtest
