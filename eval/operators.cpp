@@ -162,24 +162,54 @@ int32_t ApplyBitOr(int8_t, double &x, double y)
     return 0;
 }
 
+using Apply = int32_t (*)(int8_t code, double &x, double y);
+
+// Walks the slots left to right. A reduced term drops out of the chain: L,
+// the term collecting results, moves only past an operator of another class,
+// so every operator is left-associative within its class. One instance per
+// pass, so each walk calls its operation directly.
+template <int8_t FirstCode, int8_t LastCode, Apply Operation>
+int32_t RunPass(TermStack *stack)
+{
+    int8_t *slots = stack->operators;
+    int32_t left = 0;
+    for (int32_t i = 0; i < stack->operatorCount; ++i) {
+        const int8_t code = slots[i];
+        if (code >= FirstCode && code <= LastCode) {
+            if (int32_t rc = Operation(code, stack->terms[left], stack->terms[i + 1]))
+                return rc;
+            slots[i] = OpUsed;
+        } else if (code != OpUsed) {
+            left = i + 1;
+        }
+    }
+    return 0;
+}
+
 struct OperatorPass {
     uint32_t maskBit;
     int8_t firstCode;
     int8_t lastCode;
-    int32_t (*apply)(int8_t code, double &x, double y);
+    int32_t (*run)(TermStack *stack);
 };
+
+template <int8_t FirstCode, int8_t LastCode, Apply Operation>
+constexpr OperatorPass Pass(uint32_t maskBit)
+{
+    return {maskBit, FirstCode, LastCode, RunPass<FirstCode, LastCode, Operation>};
+}
 
 // Tightest first. Pass k runs when mask bit (2 << k) was seen in the level.
 constexpr OperatorPass Passes[] = {
-    {0x0002, OpPower, OpPower, ApplyPower},
-    {0x0004, OpDivide, OpMultiply, ApplyMultiplicative},
-    {0x0008, OpAdd, OpSubtract, ApplyAdditive},
-    {0x0010, OpShiftLeft, OpShiftRight, ApplyShift},
-    {0x0020, OpLess, OpGreaterEqual, ApplyOrdering},
-    {0x0040, OpEqual, OpNotEqual, ApplyEquality},
-    {0x0080, OpBitAnd, OpBitAnd, ApplyBitAnd},
-    {0x0100, OpBitXor, OpBitXor, ApplyBitXor},
-    {0x0200, OpBitOr, OpBitOr, ApplyBitOr},
+    Pass<OpPower, OpPower, ApplyPower>(0x0002),
+    Pass<OpDivide, OpMultiply, ApplyMultiplicative>(0x0004),
+    Pass<OpAdd, OpSubtract, ApplyAdditive>(0x0008),
+    Pass<OpShiftLeft, OpShiftRight, ApplyShift>(0x0010),
+    Pass<OpLess, OpGreaterEqual, ApplyOrdering>(0x0020),
+    Pass<OpEqual, OpNotEqual, ApplyEquality>(0x0040),
+    Pass<OpBitAnd, OpBitAnd, ApplyBitAnd>(0x0080),
+    Pass<OpBitXor, OpBitXor, ApplyBitXor>(0x0100),
+    Pass<OpBitOr, OpBitOr, ApplyBitOr>(0x0200),
 };
 
 constexpr bool PassesMatchMasks()
@@ -191,26 +221,6 @@ constexpr bool PassesMatchMasks()
     return true;
 }
 static_assert(PassesMatchMasks(), "pass k must serve exactly the codes of mask bit 2 << k");
-
-// Walks the slots left to right. A reduced term drops out of the chain: L,
-// the term collecting results, moves only past an operator of another class,
-// so every operator is left-associative within its class.
-int32_t RunPass(const OperatorPass &pass, TermStack *stack)
-{
-    int8_t *slots = stack->operators;
-    int32_t left = 0;
-    for (int32_t i = 0; i < stack->operatorCount; ++i) {
-        const int8_t code = slots[i];
-        if (code >= pass.firstCode && code <= pass.lastCode) {
-            if (int32_t rc = pass.apply(code, stack->terms[left], stack->terms[i + 1]))
-                return rc;
-            slots[i] = OpUsed;
-        } else if (code != OpUsed) {
-            left = i + 1;
-        }
-    }
-    return 0;
-}
 
 } // namespace
 
@@ -256,7 +266,7 @@ int32_t RunOperatorPasses(TermStack *stack)
         if (pass.maskBit > mask)
             break;
         if (mask & pass.maskBit)
-            if (int32_t rc = RunPass(pass, stack))
+            if (int32_t rc = pass.run(stack))
                 return rc;
     }
     return 0;
