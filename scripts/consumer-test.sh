@@ -167,8 +167,15 @@ run() {
 
   # 1. CMake: find_package(Quorbix 3.8 CONFIG REQUIRED).
   quiet "$base.consumer-cmake.log" cmake -S "$base/src" -B "$base/cmake-build" -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_FLAGS="${warnings[*]}"
+    -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_FLAGS="${warnings[*]}" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
   quiet "$base.consumer-build.log" cmake --build "$base/cmake-build"
+  # Linking the static target must define QUORBIX_STATIC for the host (it
+  # decides the declarations on Windows); the shared one must not.
+  local defined=OFF
+  if grep -q -- "-DQUORBIX_STATIC" "$base/cmake-build/compile_commands.json"; then
+    defined=ON
+  fi
+  [ "$defined" = "$static" ] || fail "$flavour: the CMake host is compiled with QUORBIX_STATIC $defined"
   grep -qx "Quorbix_DIR:PATH=$lib/cmake/Quorbix" "$base/cmake-build/CMakeCache.txt" ||
     fail "$flavour: CMake found a Quorbix package outside $prefix"
   if grep -rqF "$root" "$base/cmake-build"; then

@@ -9,6 +9,7 @@
 
 #include "core/symbol_table.h"
 #include "support/alloc_hooks.h"
+#include "support/table_check.h"
 #include "support/test_context.h"
 
 namespace {
@@ -42,25 +43,6 @@ void Populate(EvalContext *ctx)
         Quorbix_AllocNParam(ctx, name, 0, 2); // a bucket searched by halving
     const SFunctionDef echo{"echo$", 1, {ArgString}, Echo, 0};
     Quorbix_CreateSFunction(ctx, &echo);
-}
-
-// Every bucket in order, every parameter found by its own name and counted.
-void ExpectValidTable(EvalContext *ctx)
-{
-    int32_t parameters = 0;
-    for (int b = 0; b < qx::BucketCount; ++b) {
-        const SymbolBucket &bucket = ctx->symbols[b];
-        ASSERT_EQ(bucket.count == 0, bucket.entries == nullptr);
-        for (uint32_t k = 0; k < bucket.count; ++k) {
-            const qx::SymbolEntry &entry = bucket.entries[k];
-            if (k > 0) {
-                ASSERT_LT(qx::CompareForSort(bucket.entries[k - 1].name, entry.name), 0) << entry.name;
-            }
-            ASSERT_EQ(qx::FindSymbol(ctx, entry.name), &entry) << entry.name;
-            parameters += qx::IsParameter(entry) ? 1 : 0;
-        }
-    }
-    EXPECT_EQ(Quorbix_ParamCount(ctx, nullptr), parameters);
 }
 
 int SavedFile(EvalContext *ctx)
@@ -163,7 +145,7 @@ TEST(AllocationFailure, EveryCallFailsCleanly)
             }
             EXPECT_TRUE(rc == 0 || rc == ErrNoMemory) << rc;
             EXPECT_EQ(rc == ErrNoMemory, injected);
-            ExpectValidTable(&ctx);
+            qxtest::ExpectValidTable(&ctx);
             Quorbix_Terminate(&ctx);
             Quorbix_Terminate(&other);
             EXPECT_EQ(qxtest::LiveBlocks(), before);
