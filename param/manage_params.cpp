@@ -66,6 +66,16 @@ int32_t ClearBucket(SymbolBucket *bucket)
 
 } // namespace
 
+int32_t ClearForReplacement(SymbolBucket *bucket, const char *name, int32_t noReplace, int32_t refusal)
+{
+    SymbolEntry *existing = FindSymbol(bucket->count, bucket->entries, name);
+    if (existing == nullptr)
+        return 0;
+    if (noReplace != 0 || !IsDeletable(*existing))
+        return refusal;
+    return RemoveEntry(bucket, existing) == 0 ? 0 : ErrNoMemory;
+}
+
 int32_t RemoveEntry(SymbolBucket *bucket, SymbolEntry *entry)
 {
     FreePayload(entry);

@@ -88,26 +88,13 @@ SymbolEntry *FindParameter(const EvalContext *ctx, const char *name)
     return entry != nullptr && IsParameter(*entry) ? entry : nullptr;
 }
 
-// Frees the name for the copy: 0 when nothing holds it or the parameter that
-// did has been removed. An existing unprotected parameter gives way only when
-// `noReplace` is 0; any other symbol of the name refuses.
-int32_t ClearName(SymbolBucket *bucket, const char *name, int32_t noReplace)
-{
-    SymbolEntry *existing = FindSymbol(bucket->count, bucket->entries, name);
-    if (existing == nullptr)
-        return 0;
-    if (noReplace != 0 || !IsParameter(*existing) || IsProtected(existing->attribute))
-        return ErrCannotReplace;
-    return RemoveEntry(bucket, existing) == 0 ? 0 : ErrNoMemory;
-}
-
 // Puts a finished copy, name already in place, into `ctx`. Every failure
 // releases the copy; if the bucket cannot grow after the old parameter was
 // removed, that one is gone.
 int32_t Place(EvalContext *ctx, int32_t noReplace, SymbolEntry *made)
 {
     SymbolBucket *bucket = BucketOf(ctx, made->name);
-    if (int32_t rc = ClearName(bucket, made->name, noReplace)) {
+    if (int32_t rc = ClearForReplacement(bucket, made->name, noReplace, ErrCannotReplace)) {
         FreePayload(made);
         return rc;
     }

@@ -338,18 +338,6 @@ bool ReadHeadName(const unsigned char *head, uint16_t kind, char (&name)[NameFie
     return ParamNameIsValid(name, (kind & StringParameter) != 0);
 }
 
-// Frees the name for the record: 0 when nothing holds it or the parameter
-// that did has been removed.
-int32_t ClearName(SymbolBucket *bucket, const char *name, int32_t noReplace)
-{
-    SymbolEntry *existing = FindSymbol(bucket->count, bucket->entries, name);
-    if (existing == nullptr)
-        return 0;
-    if (noReplace != 0 || !IsParameter(*existing) || IsProtected(existing->attribute))
-        return ErrBadName;
-    return RemoveEntry(bucket, existing) == 0 ? 0 : ErrNoMemory;
-}
-
 // One record whose head has been read. The entry joins its bucket only once
 // its payload is complete.
 int32_t LoadRecord(EvalContext *ctx, FileHandle file, const unsigned char *head, int32_t noReplace)
@@ -361,7 +349,7 @@ int32_t LoadRecord(EvalContext *ctx, FileHandle file, const unsigned char *head,
     if (!ReadHeadName(head, made.kind, name))
         return ErrFileRead;
     SymbolBucket *bucket = BucketOf(ctx, name);
-    if (int32_t rc = ClearName(bucket, name, noReplace))
+    if (int32_t rc = ClearForReplacement(bucket, name, noReplace, ErrBadName))
         return rc;
     if (!IsParameterKind(made.kind))
         return ErrFileRead;
