@@ -13,7 +13,6 @@
 #include <string.h>
 #ifdef _WIN32
 #include <io.h>
-#include <windows.h>
 #define close _close
 #define isatty _isatty
 #else
