@@ -15,13 +15,14 @@ namespace {
 
 // ---- Reading -------------------------------------------------------------
 
-constexpr uint32_t MaskOf(int8_t code)
-{
-    constexpr uint32_t masks[] = {0,      0x0001, 0x0002, 0x0004, 0x0004, 0x0004, 0x0008,
-                                  0x0008, 0x0010, 0x0010, 0x0020, 0x0020, 0x0020, 0x0020,
-                                  0x0040, 0x0040, 0x0080, 0x0100, 0x0200};
-    return masks[code];
-}
+// The mask bit of each OperatorCode, by code. At namespace scope, so that a
+// call at run time reads the table instead of building it on the stack.
+constexpr uint32_t MaskOfCode[] = {0,      0x0001, 0x0002, 0x0004, 0x0004, 0x0004, 0x0008,
+                                   0x0008, 0x0010, 0x0010, 0x0020, 0x0020, 0x0020, 0x0020,
+                                   0x0040, 0x0040, 0x0080, 0x0100, 0x0200};
+static_assert(sizeof MaskOfCode / sizeof MaskOfCode[0] == OpBitOr + 1, "a mask for every code");
+
+constexpr uint32_t MaskOf(int8_t code) { return MaskOfCode[code]; }
 
 // An operator's first byte selects a list: the operator alone first, then
 // the two-byte forms in the order they are tried.
