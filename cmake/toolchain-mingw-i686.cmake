@@ -3,16 +3,6 @@
 #   cmake -S . -B build-win32 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-mingw-i686.cmake
 # Every export is __stdcall here (QUORBIX_CALL); the root CMakeLists.txt links
 # the DLL with --kill-at so that its export names carry no @N decoration.
-set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86)
-
 set(QUORBIX_MINGW_TRIPLE i686-w64-mingw32)
-set(CMAKE_C_COMPILER ${QUORBIX_MINGW_TRIPLE}-gcc)
-set(CMAKE_CXX_COMPILER ${QUORBIX_MINGW_TRIPLE}-g++)
-set(CMAKE_RC_COMPILER ${QUORBIX_MINGW_TRIPLE}-windres)
-
-set(CMAKE_FIND_ROOT_PATH /usr/${QUORBIX_MINGW_TRIPLE})
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+include(${CMAKE_CURRENT_LIST_DIR}/toolchain-mingw-common.cmake)
