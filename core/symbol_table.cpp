@@ -9,8 +9,6 @@ namespace qx {
 
 namespace {
 
-constexpr uint32_t LinearSearchLimit = 8;
-
 int FoldedSigned(char c) { return static_cast<signed char>(FoldLower(c)); }
 int FoldedUnsigned(char c) { return static_cast<unsigned char>(FoldLower(c)); }
 
@@ -63,21 +61,23 @@ void Partition(SymbolEntry *lo, SymbolEntry *hi, SymbolEntry **pivotAt, SymbolEn
 
 // Every name in an expression goes through here on each evaluation. Bytes
 // that are equal as they stand need no folding, so only a difference pays
-// for the table lookups.
-int CompareFolded(const char *a, const char *b)
+// for the table lookups. The name `a` is the first `length` bytes at a (the
+// evaluator compares names where they stand in the text); `b` ends at its
+// terminator.
+int CompareFolded(const char *a, size_t length, const char *b)
 {
-    for (;; ++a, ++b) {
-        if (*a == *b) {
-            if (*a == '\0')
-                return 0;
+    for (size_t k = 0; k < length; ++k) {
+        if (a[k] == b[k])
             continue;
-        }
-        const int x = FoldedSigned(*a);
-        const int y = FoldedSigned(*b);
-        if (x == 0 || x != y)
+        const int x = FoldedSigned(a[k]);
+        const int y = FoldedSigned(b[k]);
+        if (x != y)
             return x - y;
     }
+    return -FoldedSigned(b[length]); // 0 when b ends here too
 }
+
+int CompareFolded(const char *a, const char *b) { return CompareFolded(a, std::strlen(a), b); }
 
 int CompareForSort(const char *a, const char *b)
 {
@@ -91,24 +91,13 @@ int CompareForSort(const char *a, const char *b)
     return 0;
 }
 
-SymbolBucket *BucketOf(const EvalContext *ctx, const char *name)
+SymbolEntry *SearchSortedBucket(uint32_t count, SymbolEntry *entries, const char *name, size_t length)
 {
-    return &ctx->symbols[static_cast<unsigned char>(name[0]) & (BucketCount - 1)];
-}
-
-SymbolEntry *FindSymbol(uint32_t count, SymbolEntry *entries, const char *name)
-{
-    if (count <= LinearSearchLimit) {
-        for (uint32_t k = 0; k < count; ++k)
-            if (CompareFolded(name, entries[k].name) == 0)
-                return &entries[k];
-        return nullptr;
-    }
     uint32_t lo = 0;
     uint32_t hi = count; // the range is [lo, hi)
     while (lo < hi) {
         const uint32_t mid = lo + (hi - lo - 1) / 2;
-        const int order = CompareFolded(name, entries[mid].name);
+        const int order = CompareFolded(name, length, entries[mid].name);
         if (order == 0)
             return &entries[mid];
         if (order < 0)
@@ -119,11 +108,12 @@ SymbolEntry *FindSymbol(uint32_t count, SymbolEntry *entries, const char *name)
     return nullptr;
 }
 
-SymbolEntry *FindSymbol(const EvalContext *ctx, const char *name)
+SymbolEntry *FindSymbol(uint32_t count, SymbolEntry *entries, const char *name)
 {
-    const SymbolBucket *bucket = BucketOf(ctx, name);
-    return FindSymbol(bucket->count, bucket->entries, name);
+    return FindSymbol(count, entries, name, std::strlen(name));
 }
+
+SymbolEntry *FindSymbol(const EvalContext *ctx, const char *name) { return FindSymbol(ctx, name, std::strlen(name)); }
 
 SymbolEntry *AppendEntry(SymbolBucket *bucket)
 {

@@ -3,6 +3,7 @@
 // case-folded name order.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "quorbix.h"
@@ -64,11 +65,13 @@ inline bool IsParameter(const SymbolEntry &entry) { return (entry.kind & AnyPara
 inline bool IsProtected(uint32_t attribute) { return (attribute & (AttrReadOnly | AttrDeleteProtected)) != 0; }
 
 int CompareFolded(const char *a, const char *b);
+int CompareFolded(const char *a, size_t length, const char *b);
 // The order of a bucket: folded, unsigned, a shorter name first. Agrees with
 // CompareFolded on valid names and puts the deleted mark last.
 int CompareForSort(const char *a, const char *b);
 
-SymbolBucket *BucketOf(const EvalContext *ctx, const char *name);
+// A name is either terminated or, for a name read in place from a text, the
+// first `length` bytes at `name`.
 SymbolEntry *FindSymbol(uint32_t count, SymbolEntry *entries, const char *name);
 SymbolEntry *FindSymbol(const EvalContext *ctx, const char *name);
 
@@ -96,3 +99,47 @@ struct SymbolBucket {
     uint32_t count;
     qx::SymbolEntry *entries; // exactly count entries; null when empty
 };
+
+namespace qx {
+
+// Small buckets are scanned, larger ones halved.
+constexpr uint32_t LinearSearchLimit = 8;
+
+SymbolEntry *SearchSortedBucket(uint32_t count, SymbolEntry *entries, const char *name, size_t length);
+
+// Most lookups spell a name as it was created: the byte behind its length
+// and a plain comparison settle those before any folding.
+inline bool SameName(const char *name, size_t length, const SymbolEntry &entry)
+{
+    if (entry.name[length] != '\0')
+        return false;
+    for (size_t k = 0; k < length; ++k)
+        if (name[k] != entry.name[k])
+            return CompareFolded(name + k, length - k, entry.name + k) == 0;
+    return true;
+}
+
+inline SymbolEntry *FindSymbol(uint32_t count, SymbolEntry *entries, const char *name, size_t length)
+{
+    if (length > MaxNameLength)
+        return nullptr; // no entry holds a name that long
+    if (count > LinearSearchLimit)
+        return SearchSortedBucket(count, entries, name, length);
+    for (uint32_t k = 0; k < count; ++k)
+        if (SameName(name, length, entries[k]))
+            return &entries[k];
+    return nullptr;
+}
+
+inline SymbolBucket *BucketOf(const EvalContext *ctx, const char *name)
+{
+    return &ctx->symbols[static_cast<unsigned char>(name[0]) & (BucketCount - 1)];
+}
+
+inline SymbolEntry *FindSymbol(const EvalContext *ctx, const char *name, size_t length)
+{
+    const SymbolBucket *bucket = BucketOf(ctx, name);
+    return FindSymbol(bucket->count, bucket->entries, name, length);
+}
+
+} // namespace qx

@@ -93,6 +93,20 @@ int32_t FinishCall(const SymbolEntry &function, CallFrame *frame)
     return frame->error;
 }
 
+int32_t CallNFunction(EvalContext *ctx, const SymbolEntry &function, TermStack *stack)
+{
+    CallFrame frame;
+    if (int32_t rc = PrepareCall(ctx, function, &frame))
+        return rc;
+    const NFunctionCallback callback = function.function.callback.numeric;
+    const double value = callback != nullptr ? callback(&frame) : 0.0;
+    if (callback == nullptr)
+        frame.error = ErrSyntax; // registered without a function to call
+    if (int32_t rc = FinishCall(function, &frame))
+        return rc;
+    return PushTerm(stack, value);
+}
+
 int32_t EvaluateElementIndex(EvalContext *ctx, const SymbolEntry &array, ElementIndex *index)
 {
     static constexpr ArgKind numericKinds[2] = {ArgNumeric, ArgNumeric};

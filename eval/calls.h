@@ -21,6 +21,10 @@ int32_t PrepareCall(EvalContext *ctx, const SymbolEntry &function, CallFrame *fr
 // Releases the argument texts; returns the code the callback left in the frame.
 int32_t FinishCall(const SymbolEntry &function, CallFrame *frame);
 
+// Calls a numeric function entry with the cursor on its '(' and pushes the
+// value it returns.
+int32_t CallNFunction(EvalContext *ctx, const SymbolEntry &function, TermStack *stack);
+
 struct ElementIndex {
     uint32_t i;
     uint32_t j;        // 0 for a one-dimensional array

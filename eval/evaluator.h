@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "eval/operators.h"
 #include "quorbix.h"
 
 namespace qx {
@@ -42,7 +43,20 @@ inline int32_t OpenLevel(EvalContext *ctx)
 constexpr int32_t EndOfLevel = 1;
 
 int32_t EvaluateLevel(EvalContext *ctx);
-int32_t PushTerm(TermStack *stack, double value);
+
+// A term that follows a binary operator (or opens the level) goes straight
+// in; one behind a sign or '!' takes the longer way.
+int32_t PushPrefixedTerm(TermStack *stack, double value);
+
+inline int32_t PushTerm(TermStack *stack, double value)
+{
+    const int32_t n = stack->termCount;
+    if (stack->operatorCount != n || stack->operators[n - 1] == OpNot || n >= MaxTerms)
+        return PushPrefixedTerm(stack, value);
+    stack->terms[n] = value;
+    stack->termCount = n + 1;
+    return 0;
+}
 int32_t RunOperatorPasses(TermStack *stack);
 
 int32_t NumberToken(EvalContext *ctx, TermStack *stack);

@@ -8,20 +8,6 @@
 namespace qx {
 namespace {
 
-int32_t CallNFunction(EvalContext *ctx, const SymbolEntry &function, TermStack *stack)
-{
-    CallFrame frame;
-    if (int32_t rc = PrepareCall(ctx, function, &frame))
-        return rc;
-    const NFunctionCallback callback = function.function.callback.numeric;
-    const double value = callback != nullptr ? callback(&frame) : 0.0;
-    if (callback == nullptr)
-        frame.error = ErrSyntax; // registered without a function to call
-    if (int32_t rc = FinishCall(function, &frame))
-        return rc;
-    return PushTerm(stack, value);
-}
-
 int32_t ReadNumericElement(EvalContext *ctx, const SymbolEntry &array, TermStack *stack)
 {
     ElementIndex index;
@@ -55,10 +41,15 @@ int32_t NameWithParen(EvalContext *ctx, const SymbolEntry *entry, TermStack *sta
     }
 }
 
-int32_t NameAlone(const NameBuffer &name, const SymbolEntry *entry, TermStack *stack)
+// A token that names nothing may still be a literal such as ffh, which is
+// gathered again only then.
+int32_t NameAlone(const char *start, const SymbolEntry *entry, TermStack *stack)
 {
-    if (entry == nullptr)
+    if (entry == nullptr) {
+        NameBuffer name;
+        GatherName(start, &name);
         return RadixFallback(name, stack);
+    }
     switch (entry->kind) {
     case NConstant: return PushTerm(stack, entry->value);
     case NS: return PushTerm(stack, ReadNumeric(*entry, entry->value));
@@ -86,25 +77,26 @@ double ReadNumeric(const SymbolEntry &entry, double stored)
     return (entry.attribute & AttrIntegerView) ? static_cast<double>(ToUnsigned32(stored)) : stored;
 }
 
-int32_t LookUpName(EvalContext *ctx, NameBuffer *name, SymbolEntry **entry)
+int32_t LookUpGatheredName(EvalContext *ctx, SymbolEntry **entry)
 {
-    const char *delimiter = GatherName(ctx->cursor, name);
+    NameBuffer name;
+    const char *delimiter = GatherName(ctx->cursor, &name);
     if (delimiter == nullptr)
         return ErrTokenTooLong;
+    *entry = FindSymbol(ctx, name.bytes, static_cast<size_t>(name.length));
     ctx->cursor = delimiter;
-    *entry = FindSymbol(ctx, name->bytes);
     return 0;
 }
 
 int32_t NameToken(EvalContext *ctx, TermStack *stack)
 {
-    NameBuffer name;
+    const char *start = ctx->cursor;
     SymbolEntry *entry;
-    if (int32_t rc = LookUpName(ctx, &name, &entry))
+    if (int32_t rc = LookUpName(ctx, &entry))
         return rc;
     if (*ctx->cursor == '(')
         return NameWithParen(ctx, entry, stack);
-    return NameAlone(name, entry, stack);
+    return NameAlone(start, entry, stack);
 }
 
 } // namespace qx

@@ -1,6 +1,7 @@
 // Gathering a name token, shared by every scan that reads names.
 #pragma once
 
+#include "core/char_class.h"
 #include "core/symbol_table.h"
 
 namespace qx {
@@ -15,10 +16,31 @@ struct NameBuffer {
 // Returns the delimiter, or null when more than 33 bytes would be needed.
 const char *GatherName(const char *p, NameBuffer *name);
 
-// Gathers the name at the cursor, leaves the cursor on the delimiter behind
+// Reads the name at the cursor, leaves the cursor on the delimiter behind
 // it and looks the name up (null when nothing has that name). Returns
 // ErrTokenTooLong, with the cursor unmoved, for a name over 33 bytes.
-int32_t LookUpName(EvalContext *ctx, NameBuffer *name, SymbolEntry **entry);
+int32_t LookUpName(EvalContext *ctx, SymbolEntry **entry);
+// The same for a name that white space splits, which must be gathered.
+int32_t LookUpGatheredName(EvalContext *ctx, SymbolEntry **entry);
+
+// The usual name stands in one piece, with at most white space between it
+// and its delimiter, and is looked up where it stands, without a copy.
+inline int32_t LookUpName(EvalContext *ctx, SymbolEntry **entry)
+{
+    const char *name = ctx->cursor;
+    const char *end = name + 1;
+    while (!Is(*end, ClassDelimiter | ClassSpace))
+        ++end;
+    const char *delimiter = SkipSpace(end);
+    if (!Is(*delimiter, ClassDelimiter))
+        return LookUpGatheredName(ctx, entry);
+    const size_t length = static_cast<size_t>(end - name);
+    if (length > MaxNameLength)
+        return ErrTokenTooLong;
+    *entry = FindSymbol(ctx, name, length);
+    ctx->cursor = delimiter;
+    return 0;
+}
 
 // A numeric parameter's value as an expression or a getter reads it: with
 // the integer-view bit set, the stored double through ToUnsigned32.

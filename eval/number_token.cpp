@@ -50,15 +50,16 @@ int32_t GatherExponent(const char **p, TokenBuffer *token)
 
 int32_t NumberToken(EvalContext *ctx, TermStack *stack)
 {
-    TokenBuffer token;
-    token.Append(*ctx->cursor);
+    const char first = *ctx->cursor;
     const char *p = NextByte(ctx->cursor);
     if (Is(*p, ClassDelimiter)) { // one byte: a digit needs no conversion
-        if (token.bytes[0] == '.')
+        if (first == '.')
             return ErrSyntax;
         ctx->cursor = p;
-        return PushTerm(stack, token.bytes[0] - '0');
+        return PushTerm(stack, first - '0');
     }
+    TokenBuffer token;
+    token.Append(first);
     p = Gather(p, &token);
     if (token.Full() && !Is(*p, ClassDelimiter))
         return ErrTokenTooLong;

@@ -172,12 +172,16 @@ using Apply = int32_t (*)(int8_t code, double &x, double y);
 template <int8_t FirstCode, int8_t LastCode, Apply Operation>
 int32_t RunPass(TermStack *stack)
 {
+    // Locals, because a store through an int8_t slot may alias anything and
+    // would make the compiler reload every field on each step.
     int8_t *slots = stack->operators;
+    double *terms = stack->terms;
+    const int32_t count = stack->operatorCount;
     int32_t left = 0;
-    for (int32_t i = 0; i < stack->operatorCount; ++i) {
+    for (int32_t i = 0; i < count; ++i) {
         const int8_t code = slots[i];
         if (code >= FirstCode && code <= LastCode) {
-            if (int32_t rc = Operation(code, stack->terms[left], stack->terms[i + 1]))
+            if (int32_t rc = Operation(code, terms[left], terms[i + 1]))
                 return rc;
             slots[i] = OpUsed;
         } else if (code != OpUsed) {

@@ -6,7 +6,7 @@ namespace qx {
 // Signs and '!' never stay in the operator array: they are folded into the
 // term as it arrives. Which operator bytes are prefixes is decided by
 // position alone, by comparing the operator count with the term count.
-int32_t PushTerm(TermStack *stack, double value)
+int32_t PushPrefixedTerm(TermStack *stack, double value)
 {
     const int32_t n = stack->termCount;
     int32_t k = stack->operatorCount - 1;

@@ -99,9 +99,8 @@ int32_t NameAlone(const SymbolEntry &entry, StringAccumulator *acc)
 
 int32_t StringNameToken(EvalContext *ctx, StringAccumulator *acc)
 {
-    NameBuffer name;
     SymbolEntry *entry;
-    if (int32_t rc = LookUpName(ctx, &name, &entry))
+    if (int32_t rc = LookUpName(ctx, &entry))
         return rc;
     if (entry == nullptr)
         return ErrSyntax;
