@@ -17,60 +17,63 @@ constexpr double ExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6, 
 constexpr int MaxExactPower = 22;
 constexpr uint64_t MaxExactSignificand = uint64_t{1} << 53;
 
+// Exponent digits the short form accepts: more would be out of its range.
+constexpr int MaxShortExponentDigits = 3;
+
+} // namespace
+
 // The common case, digits with at most 19 significant places and a small
 // exponent, needs no general conversion: when the digits form an integer a
 // double holds exactly and the power of ten is exact too, one multiplication
-// or division rounds correctly by itself. Returns false when the text is not
-// of that shape, leaving the case to the general conversion.
-bool ConvertShortDecimal(const char *p, const char *end, double *value)
+// or division rounds correctly by itself.
+const char *ReadShortDecimal(const char *p, double *value)
 {
     uint64_t significand = 0;
     int digits = 0;
     int exponent = 0;
     bool seenPoint = false;
     bool seenDigit = false;
-    for (; p < end && (Is(*p, ClassDigit) || (*p == '.' && !seenPoint)); ++p) {
-        if (*p == '.') {
+    for (;; ++p) {
+        if (Is(*p, ClassDigit)) {
+            seenDigit = true;
+            if (significand == 0 && *p == '0') {
+                exponent -= seenPoint ? 1 : 0; // leading zeros carry no digit
+                continue;
+            }
+            if (++digits > 19)
+                return nullptr;
+            significand = significand * 10 + static_cast<uint64_t>(*p - '0');
+            exponent -= seenPoint ? 1 : 0;
+        } else if (*p == '.' && !seenPoint) {
             seenPoint = true;
-            continue;
+        } else {
+            break;
         }
-        seenDigit = true;
-        if (significand == 0 && *p == '0') {
-            exponent -= seenPoint ? 1 : 0; // leading zeros carry no digit
-            continue;
-        }
-        if (++digits > 19)
-            return false;
-        significand = significand * 10 + static_cast<uint64_t>(*p - '0');
-        exponent -= seenPoint ? 1 : 0;
     }
     if (!seenDigit)
-        return false;
-    if (p < end) { // an exponent: e or E, a sign, and one to three digits
-        if (FoldLower(*p) != 'e' || ++p == end)
-            return false;
+        return nullptr;
+    if (FoldLower(*p) == 'e') { // e or E, a sign, and one to three digits
+        ++p;
         const bool negative = *p == '-';
         p += (*p == '-' || *p == '+') ? 1 : 0;
-        int written = 0;
         const char *first = p;
-        for (; p < end && Is(*p, ClassDigit) && p - first < 3; ++p)
+        int written = 0;
+        for (; Is(*p, ClassDigit) && p - first < MaxShortExponentDigits; ++p)
             written = written * 10 + (*p - '0');
-        if (p != end || p == first)
-            return false;
+        if (p == first || Is(*p, ClassDigit))
+            return nullptr;
         exponent += negative ? -written : written;
     }
     if (significand > MaxExactSignificand || exponent < -MaxExactPower || exponent > MaxExactPower)
-        return false;
+        return nullptr;
     const double exact = static_cast<double>(significand);
     *value = exponent < 0 ? exact / ExactPowersOfTen[-exponent] : exact * ExactPowersOfTen[exponent];
-    return true;
+    return p;
 }
-
-} // namespace
 
 int32_t ConvertDecimal(const char *begin, const char *end, double *value)
 {
-    if (ConvertShortDecimal(begin, end, value))
+    if (ReadShortDecimal(begin, value) == end)
         return 0;
     const std::from_chars_result r = std::from_chars(begin, end, *value, std::chars_format::general);
     if (r.ec == std::errc::invalid_argument || r.ptr != end)

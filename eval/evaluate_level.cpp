@@ -5,6 +5,7 @@
 
 #include "core/char_class.h"
 #include "eval/evaluator.h"
+#include "eval/operators.h"
 
 namespace qx {
 namespace {
@@ -20,8 +21,6 @@ constexpr std::array<TokenHandler, 256> BuildTokenTable()
     for (int c = 0; c < 256; ++c)
         if (CharClass[c] & ClassNameStart)
             table[c] = NameToken;
-    for (unsigned char c : {'%', '&', '*', '+', '-', '/', '^', '|', '~'})
-        table[c] = SingleOperatorToken;
     for (unsigned char c : {'!', '<', '=', '>'})
         table[c] = DoubleOperatorToken;
     table['('] = OpenParenToken;
@@ -42,15 +41,30 @@ void StartTermStack(TermStack *stack)
     stack->classMask = 0;
 }
 
-// Runs handlers until one ends the level or a terminator is reached.
+// Runs handlers until one ends the level or a terminator is reached. The
+// one-byte operators, every other token of a level, are taken in the loop.
 int32_t ScanLevel(EvalContext *ctx, TermStack *stack)
 {
+    const char *p = ctx->cursor;
     for (;;) {
-        if (int32_t rc = TokenTable[static_cast<unsigned char>(*ctx->cursor)](ctx, stack))
-            return rc;
-        ctx->cursor = SkipSpace(ctx->cursor);
-        if (Is(*ctx->cursor, ClassTerminator))
+        const unsigned char c = static_cast<unsigned char>(*p);
+        if (const int8_t code = SingleByteOperator[c]) {
+            if (int32_t rc = AppendOperator(stack, code)) {
+                ctx->cursor = p;
+                return rc;
+            }
+            ++p;
+        } else {
+            ctx->cursor = p;
+            if (int32_t rc = TokenTable[c](ctx, stack))
+                return rc;
+            p = ctx->cursor;
+        }
+        p = SkipSpace(p);
+        if (Is(*p, ClassTerminator)) {
+            ctx->cursor = p;
             return 0;
+        }
     }
 }
 

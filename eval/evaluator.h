@@ -48,6 +48,19 @@ int32_t EvaluateLevel(EvalContext *ctx);
 // in; one behind a sign or '!' takes the longer way.
 int32_t PushPrefixedTerm(TermStack *stack, double value);
 
+// Fails with ErrStackFull, the stack unchanged, when the operators are full.
+inline int32_t AppendOperator(TermStack *stack, int8_t code)
+{
+    if (stack->operatorCount >= MaxOperators)
+        return ErrStackFull;
+    const uint32_t mask = MaskOf(code);
+    stack->operators[stack->operatorCount++] = code;
+    stack->classMask |= mask;
+    if (mask == MaskAdditive)
+        stack->additiveWeight += AdditiveStep;
+    return 0;
+}
+
 inline int32_t PushTerm(TermStack *stack, double value)
 {
     const int32_t n = stack->termCount;
@@ -61,7 +74,6 @@ int32_t RunOperatorPasses(TermStack *stack);
 
 int32_t NumberToken(EvalContext *ctx, TermStack *stack);
 int32_t NameToken(EvalContext *ctx, TermStack *stack);
-int32_t SingleOperatorToken(EvalContext *ctx, TermStack *stack);
 int32_t DoubleOperatorToken(EvalContext *ctx, TermStack *stack);
 int32_t OpenParenToken(EvalContext *ctx, TermStack *stack);
 int32_t CloseParen(EvalContext *ctx); // shared with the string evaluator
@@ -80,7 +92,14 @@ int32_t ParseRadixLiteral(const char *digits, const char *suffix, uint32_t base,
 
 // Converts a decimal literal exactly as the "C" locale's strtod would,
 // whatever the host's locale: 0, ErrSyntax if the text is not consumed whole,
-// or ErrRange for overflow, underflow or a subnormal result.
+// or ErrRange for overflow, underflow or a subnormal result. The byte at end
+// must not continue the literal (a terminator will do).
 int32_t ConvertDecimal(const char *begin, const char *end, double *value);
+
+// Reads a literal at p when it has the short form that converts exactly
+// without the general conversion (at most 19 digits, a '.', an exponent of
+// at most three digits, the whole within the exact powers of ten). Returns
+// the byte behind it, or null for any other text, with nothing read.
+const char *ReadShortDecimal(const char *p, double *value);
 
 } // namespace qx

@@ -46,9 +46,9 @@ int32_t GatherExponent(const char **p, TokenBuffer *token)
     return 0;
 }
 
-} // namespace
-
-int32_t NumberToken(EvalContext *ctx, TermStack *stack)
+// A literal that white space splits, or that is long, has an exponent out of
+// the short range or a radix suffix, is gathered first.
+int32_t GatheredNumberToken(EvalContext *ctx, TermStack *stack)
 {
     const char first = *ctx->cursor;
     const char *p = NextByte(ctx->cursor);
@@ -75,9 +75,29 @@ int32_t NumberToken(EvalContext *ctx, TermStack *stack)
             return rc;
     }
     ctx->cursor = p;
+    token.bytes[token.length] = '\0';
     double value;
     if (int32_t rc = ConvertDecimal(token.bytes, token.bytes + token.length, &value))
         return rc;
+    return PushTerm(stack, value);
+}
+
+} // namespace
+
+// Most literals stand in one piece right before their delimiter and convert
+// where they stand.
+int32_t NumberToken(EvalContext *ctx, TermStack *stack)
+{
+    const char *p = ctx->cursor;
+    if (Is(p[1], ClassDelimiter) && *p != '.') { // a digit alone needs no conversion
+        ctx->cursor = p + 1;
+        return PushTerm(stack, *p - '0');
+    }
+    double value;
+    const char *end = ReadShortDecimal(p, &value);
+    if (end == nullptr || !Is(*end, ClassDelimiter) || end - p > MaxTokenLength)
+        return GatheredNumberToken(ctx, stack);
+    ctx->cursor = end;
     return PushTerm(stack, value);
 }
 

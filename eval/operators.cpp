@@ -1,6 +1,7 @@
 // Reading operators into a TermStack, and the nine precedence passes that
 // apply them. Precedence is nothing but the order of the passes.
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -15,17 +16,9 @@ namespace {
 
 // ---- Reading -------------------------------------------------------------
 
-// The mask bit of each OperatorCode, by code. At namespace scope, so that a
-// call at run time reads the table instead of building it on the stack.
-constexpr uint32_t MaskOfCode[] = {0,      0x0001, 0x0002, 0x0004, 0x0004, 0x0004, 0x0008,
-                                   0x0008, 0x0010, 0x0010, 0x0020, 0x0020, 0x0020, 0x0020,
-                                   0x0040, 0x0040, 0x0080, 0x0100, 0x0200};
-static_assert(sizeof MaskOfCode / sizeof MaskOfCode[0] == OpBitOr + 1, "a mask for every code");
-
-constexpr uint32_t MaskOf(int8_t code) { return MaskOfCode[code]; }
-
-// An operator's first byte selects a list: the operator alone first, then
-// the two-byte forms in the order they are tried.
+// An operator that may take a second byte selects a list by its first byte:
+// the operator alone first, then the two-byte forms in the order they are
+// tried.
 struct OperatorRecord {
     char follow;
     int8_t code;
@@ -40,15 +33,6 @@ constexpr OperatorRecord NotForms[] = {{0, OpNot}, {'=', OpNotEqual}};
 constexpr OperatorRecord LessForms[] = {{0, OpLess}, {'<', OpShiftLeft}, {'=', OpLessEqual}, {'>', OpNotEqual}};
 constexpr OperatorRecord EqualForms[] = {{0, OpEqual}, {'>', OpGreaterEqual}, {'<', OpLessEqual}, {'=', OpEqual}};
 constexpr OperatorRecord GreaterForms[] = {{0, OpGreater}, {'>', OpShiftRight}, {'=', OpGreaterEqual}, {'<', OpNotEqual}};
-constexpr OperatorRecord Power[] = {{0, OpPower}};
-constexpr OperatorRecord Divide[] = {{0, OpDivide}};
-constexpr OperatorRecord Remainder[] = {{0, OpRemainder}};
-constexpr OperatorRecord Multiply[] = {{0, OpMultiply}};
-constexpr OperatorRecord Add[] = {{0, OpAdd}};
-constexpr OperatorRecord Subtract[] = {{0, OpSubtract}};
-constexpr OperatorRecord BitAnd[] = {{0, OpBitAnd}};
-constexpr OperatorRecord BitXor[] = {{0, OpBitXor}};
-constexpr OperatorRecord BitOr[] = {{0, OpBitOr}};
 
 template <size_t N>
 constexpr OperatorList ListOf(const OperatorRecord (&records)[N])
@@ -63,28 +47,10 @@ constexpr std::array<OperatorList, 256> BuildOperatorTable()
     table['<'] = ListOf(LessForms);
     table['='] = ListOf(EqualForms);
     table['>'] = ListOf(GreaterForms);
-    table['^'] = ListOf(Power);
-    table['/'] = ListOf(Divide);
-    table['%'] = ListOf(Remainder);
-    table['*'] = ListOf(Multiply);
-    table['+'] = ListOf(Add);
-    table['-'] = ListOf(Subtract);
-    table['&'] = ListOf(BitAnd);
-    table['~'] = ListOf(BitXor);
-    table['|'] = ListOf(BitOr);
     return table;
 }
 
 constexpr std::array<OperatorList, 256> OperatorTable = BuildOperatorTable();
-
-void AppendOperator(TermStack *stack, int8_t code)
-{
-    const uint32_t mask = MaskOf(code);
-    stack->operators[stack->operatorCount++] = code;
-    stack->classMask |= mask;
-    if (mask == MaskAdditive)
-        stack->additiveWeight += AdditiveStep;
-}
 
 // ---- Applying --------------------------------------------------------------
 
@@ -229,20 +195,9 @@ static_assert(PassesMatchMasks(), "pass k must serve exactly the codes of mask b
 
 } // namespace
 
-int32_t SingleOperatorToken(EvalContext *ctx, TermStack *stack)
-{
-    if (stack->operatorCount >= MaxOperators)
-        return ErrStackFull;
-    AppendOperator(stack, OperatorTable[static_cast<unsigned char>(*ctx->cursor)].records[0].code);
-    ++ctx->cursor;
-    return 0;
-}
-
 // Greedy, two bytes at most, with white space allowed between them.
 int32_t DoubleOperatorToken(EvalContext *ctx, TermStack *stack)
 {
-    if (stack->operatorCount >= MaxOperators)
-        return ErrStackFull;
     const OperatorList &list = OperatorTable[static_cast<unsigned char>(*ctx->cursor)];
     const char *next = SkipSpace(ctx->cursor + 1);
     int8_t code = list.records[0].code;
@@ -255,7 +210,8 @@ int32_t DoubleOperatorToken(EvalContext *ctx, TermStack *stack)
             }
         }
     }
-    AppendOperator(stack, code);
+    if (int32_t rc = AppendOperator(stack, code))
+        return rc;
     ctx->cursor = next;
     return 0;
 }
@@ -267,13 +223,10 @@ int32_t RunOperatorPasses(TermStack *stack)
     uint32_t mask = stack->classMask;
     if (stack->additiveWeight == 0)
         mask &= ~MaskAdditive; // every '+' and '-' was a sign
-    for (const OperatorPass &pass : Passes) {
-        if (pass.maskBit > mask)
-            break;
-        if (mask & pass.maskBit)
-            if (int32_t rc = pass.run(stack))
-                return rc;
-    }
+    // Only the passes whose classes the level holds, tightest first.
+    for (uint32_t pending = mask >> 1; pending != 0; pending &= pending - 1)
+        if (int32_t rc = Passes[std::countr_zero(pending)].run(stack))
+            return rc;
     return 0;
 }
 

@@ -12,10 +12,28 @@
 
 namespace {
 
+// The literal alone as an expression: the evaluator converts most literals
+// where they stand and gathers the rest, and both must agree with strtod.
+int32_t Evaluate(const std::string &text, double *value)
+{
+    EvalContext ctx;
+    Quorbix_Initialize(&ctx);
+    ctx.text = text.c_str();
+    const int32_t rc = Quorbix(&ctx);
+    *value = ctx.result;
+    Quorbix_Terminate(&ctx);
+    return rc;
+}
+
 void ExpectLikeStrtod(const std::string &text)
 {
     double got = 0;
     const int32_t rc = qx::ConvertDecimal(text.data(), text.data() + text.size(), &got);
+    double evaluated = 0;
+    ASSERT_EQ(Evaluate(text, &evaluated), rc) << text;
+    if (rc == 0) {
+        ASSERT_EQ(std::memcmp(&got, &evaluated, sizeof got), 0) << text;
+    }
     errno = 0;
     char *stop = nullptr;
     const double want = std::strtod(text.c_str(), &stop);

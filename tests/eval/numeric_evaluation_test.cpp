@@ -84,6 +84,7 @@ TEST_F(NumericEvaluation, NumberAndRadixTokens)
         {"1e+5x", -1}, {"1e309", -8}, {"0xff", -1}, {"1a", -1}, {"2pi", -1}, {"2 pi", -1}, {"$", -1}, {"\"", -1},
         {"]", -1}, {"\x80", -1}, {"1+\x9F", -1}, {std::string(33, '1'), 0, 111111111111111111111111111111111.0},
         {std::string(34, '1'), -9}, {"." + std::string(33, '1'), -9}, // the length test comes first
+        {std::string(32, '0') + "1", 0, 1.0}, {std::string(33, '0') + "1", -9}, // leading zeros count too
         // A token of 33 bytes that ends in 'e' has no room for its exponent,
         // unless the text ends there: then the missing exponent is the fault.
         {std::string(32, '1') + "e+5", -9}, {std::string(32, '1') + "e", -1}, {std::string(31, '1') + "e+55", -9},
