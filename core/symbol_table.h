@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/char_class.h"
 #include "quorbix.h"
 
 namespace qx {
@@ -107,15 +108,15 @@ constexpr uint32_t LinearSearchLimit = 8;
 
 SymbolEntry *SearchSortedBucket(uint32_t count, SymbolEntry *entries, const char *name, size_t length);
 
-// Most lookups spell a name as it was created: the byte behind its length
-// and a plain comparison settle those before any folding.
+// The byte behind the length rules out most names of a bucket at once; only
+// bytes that differ as they stand are folded.
 inline bool SameName(const char *name, size_t length, const SymbolEntry &entry)
 {
     if (entry.name[length] != '\0')
         return false;
     for (size_t k = 0; k < length; ++k)
-        if (name[k] != entry.name[k])
-            return CompareFolded(name + k, length - k, entry.name + k) == 0;
+        if (name[k] != entry.name[k] && FoldLower(name[k]) != FoldLower(entry.name[k]))
+            return false;
     return true;
 }
 
