@@ -279,7 +279,8 @@ int32_t ReadStringArray(FileHandle file, ArrayPayload *array)
         if (array->count == capacity) {
             const uint32_t step = capacity < 1024 ? 1024 : capacity;
             capacity = total - capacity < step ? total : capacity + step;
-            if (capacity > SIZE_MAX / sizeof(char *))
+            // Only a 32-bit size_t can overflow here.
+            if (static_cast<uint64_t>(capacity) * sizeof(char *) > SIZE_MAX)
                 return ErrNoMemory;
             void *grown = std::realloc(array->texts, capacity * sizeof(char *));
             if (grown == nullptr)
