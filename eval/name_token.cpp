@@ -29,7 +29,9 @@ int32_t RadixFallback(const NameBuffer &name, TermStack *stack)
     return ParseRadixLiteral(name.bytes, name.bytes + name.length - 1, base, stack);
 }
 
-int32_t NameWithParen(EvalContext *ctx, const SymbolEntry *entry, TermStack *stack)
+// The rarer cases stay out of line, so that NameToken's short way does not
+// pay for their registers and stack on every name.
+[[gnu::noinline]] int32_t NameWithParen(EvalContext *ctx, const SymbolEntry *entry, TermStack *stack)
 {
     if (entry == nullptr)
         return ErrSyntax;
@@ -43,7 +45,7 @@ int32_t NameWithParen(EvalContext *ctx, const SymbolEntry *entry, TermStack *sta
 
 // A token that names nothing may still be a literal such as ffh, which is
 // gathered again only then.
-int32_t NameAlone(const char *start, const SymbolEntry *entry, TermStack *stack)
+[[gnu::noinline]] int32_t NameAlone(const char *start, const SymbolEntry *entry, TermStack *stack)
 {
     if (entry == nullptr) {
         NameBuffer name;
@@ -88,7 +90,9 @@ int32_t LookUpGatheredName(EvalContext *ctx, SymbolEntry **entry)
     return 0;
 }
 
-int32_t NameToken(EvalContext *ctx, TermStack *stack)
+namespace {
+
+[[gnu::noinline]] int32_t NameTokenInFull(EvalContext *ctx, TermStack *stack)
 {
     const char *start = ctx->cursor;
     SymbolEntry *entry;
@@ -97,6 +101,27 @@ int32_t NameToken(EvalContext *ctx, TermStack *stack)
     if (*ctx->cursor == '(')
         return NameWithParen(ctx, entry, stack);
     return NameAlone(start, entry, stack);
+}
+
+} // namespace
+
+// The name of a numeric scalar or constant standing alone, by far the most
+// common name in an expression, takes a short way that keeps the rest of
+// the token's cases out of its path.
+int32_t NameToken(EvalContext *ctx, TermStack *stack)
+{
+    const char *delimiter;
+    const size_t length = NameInPlace(ctx->cursor, &delimiter);
+    if (length == 0 || length > MaxNameLength)
+        return NameTokenInFull(ctx, stack);
+    const char *start = ctx->cursor;
+    const SymbolEntry *entry = FindSymbol(ctx, start, length);
+    ctx->cursor = delimiter;
+    if (*delimiter == '(')
+        return NameWithParen(ctx, entry, stack);
+    if (entry == nullptr || (entry->kind & (NS | NConstant)) == 0)
+        return NameAlone(start, entry, stack);
+    return PushTerm(stack, entry->kind == NS ? ReadNumeric(*entry, entry->value) : entry->value);
 }
 
 } // namespace qx

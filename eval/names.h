@@ -25,19 +25,26 @@ int32_t LookUpGatheredName(EvalContext *ctx, SymbolEntry **entry);
 
 // The usual name stands in one piece, with at most white space between it
 // and its delimiter, and is looked up where it stands, without a copy.
-inline int32_t LookUpName(EvalContext *ctx, SymbolEntry **entry)
+// Returns its length and sets the delimiter, or returns 0 for a name that
+// white space splits.
+inline size_t NameInPlace(const char *name, const char **delimiter)
 {
-    const char *name = ctx->cursor;
     const char *end = name + 1;
     while (!Is(*end, ClassDelimiter | ClassSpace))
         ++end;
-    const char *delimiter = SkipSpace(end);
-    if (!Is(*delimiter, ClassDelimiter))
+    *delimiter = SkipSpace(end);
+    return Is(**delimiter, ClassDelimiter) ? static_cast<size_t>(end - name) : 0;
+}
+
+inline int32_t LookUpName(EvalContext *ctx, SymbolEntry **entry)
+{
+    const char *delimiter;
+    const size_t length = NameInPlace(ctx->cursor, &delimiter);
+    if (length == 0)
         return LookUpGatheredName(ctx, entry);
-    const size_t length = static_cast<size_t>(end - name);
     if (length > MaxNameLength)
         return ErrTokenTooLong;
-    *entry = FindSymbol(ctx, name, length);
+    *entry = FindSymbol(ctx, ctx->cursor, length);
     ctx->cursor = delimiter;
     return 0;
 }
