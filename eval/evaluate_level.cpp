@@ -5,22 +5,19 @@
 
 #include "core/char_class.h"
 #include "eval/evaluator.h"
+#include "eval/name_token.h"
+#include "eval/number_token.h"
 #include "eval/operators.h"
 
 namespace qx {
 namespace {
 
+// The tokens that ReadToken does not take itself.
 constexpr std::array<TokenHandler, 256> BuildTokenTable()
 {
     std::array<TokenHandler, 256> table{};
     for (TokenHandler &handler : table)
         handler = BadCharToken;
-    for (int c = '0'; c <= '9'; ++c)
-        table[c] = NumberToken;
-    table['.'] = NumberToken;
-    for (int c = 0; c < 256; ++c)
-        if (CharClass[c] & ClassNameStart)
-            table[c] = NameToken;
     for (unsigned char c : {'!', '<', '=', '>'})
         table[c] = DoubleOperatorToken;
     table['('] = OpenParenToken;
@@ -41,30 +38,31 @@ void StartTermStack(TermStack *stack)
     stack->classMask = 0;
 }
 
-// Runs handlers until one ends the level or a terminator is reached. The
-// one-byte operators, every other token of a level, are taken in the loop.
+// The token at the cursor: operators, numbers and names, nearly every token
+// of a level, are read in the loop itself; the rest through the table.
+int32_t ReadToken(EvalContext *ctx, TermStack *stack, unsigned char c)
+{
+    if (const int8_t code = SingleByteOperator[c]) {
+        const int32_t rc = AppendOperator(stack, code);
+        ctx->cursor += rc == 0 ? 1 : 0;
+        return rc;
+    }
+    if (Is(c, ClassNameStart))
+        return NameToken(ctx, stack);
+    if (Is(c, ClassDigit) || c == '.')
+        return NumberToken(ctx, stack);
+    return TokenTable[c](ctx, stack);
+}
+
+// Reads tokens until one ends the level or a terminator is reached.
 int32_t ScanLevel(EvalContext *ctx, TermStack *stack)
 {
-    const char *p = ctx->cursor;
     for (;;) {
-        const unsigned char c = static_cast<unsigned char>(*p);
-        if (const int8_t code = SingleByteOperator[c]) {
-            if (int32_t rc = AppendOperator(stack, code)) {
-                ctx->cursor = p;
-                return rc;
-            }
-            ++p;
-        } else {
-            ctx->cursor = p;
-            if (int32_t rc = TokenTable[c](ctx, stack))
-                return rc;
-            p = ctx->cursor;
-        }
-        p = SkipSpace(p);
-        if (Is(*p, ClassTerminator)) {
-            ctx->cursor = p;
+        if (int32_t rc = ReadToken(ctx, stack, static_cast<unsigned char>(*ctx->cursor)))
+            return rc;
+        ctx->cursor = SkipSpace(ctx->cursor);
+        if (Is(*ctx->cursor, ClassTerminator))
             return 0;
-        }
     }
 }
 

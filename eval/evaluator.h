@@ -72,8 +72,6 @@ inline int32_t PushTerm(TermStack *stack, double value)
 }
 int32_t RunOperatorPasses(TermStack *stack);
 
-int32_t NumberToken(EvalContext *ctx, TermStack *stack);
-int32_t NameToken(EvalContext *ctx, TermStack *stack);
 int32_t DoubleOperatorToken(EvalContext *ctx, TermStack *stack);
 int32_t OpenParenToken(EvalContext *ctx, TermStack *stack);
 int32_t CloseParen(EvalContext *ctx); // shared with the string evaluator

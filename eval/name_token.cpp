@@ -1,9 +1,8 @@
 // A term that begins with a letter or '_': a constant, a numeric parameter,
 // an array element, a function call, or a hexadecimal literal such as ffh.
 #include "core/char_class.h"
-#include "core/integer_conversion.h"
 #include "eval/calls.h"
-#include "eval/names.h"
+#include "eval/name_token.h"
 
 namespace qx {
 namespace {
@@ -29,9 +28,9 @@ int32_t RadixFallback(const NameBuffer &name, TermStack *stack)
     return ParseRadixLiteral(name.bytes, name.bytes + name.length - 1, base, stack);
 }
 
-// The rarer cases stay out of line, so that NameToken's short way does not
-// pay for their registers and stack on every name.
-[[gnu::noinline]] int32_t NameWithParen(EvalContext *ctx, const SymbolEntry *entry, TermStack *stack)
+} // namespace
+
+int32_t NameWithParen(EvalContext *ctx, const SymbolEntry *entry, TermStack *stack)
 {
     if (entry == nullptr)
         return ErrSyntax;
@@ -45,7 +44,7 @@ int32_t RadixFallback(const NameBuffer &name, TermStack *stack)
 
 // A token that names nothing may still be a literal such as ffh, which is
 // gathered again only then.
-[[gnu::noinline]] int32_t NameAlone(const char *start, const SymbolEntry *entry, TermStack *stack)
+int32_t NameAlone(const char *start, const SymbolEntry *entry, TermStack *stack)
 {
     if (entry == nullptr) {
         NameBuffer name;
@@ -58,8 +57,6 @@ int32_t RadixFallback(const NameBuffer &name, TermStack *stack)
     default: return ErrSyntax;
     }
 }
-
-} // namespace
 
 const char *GatherName(const char *p, NameBuffer *name)
 {
@@ -74,11 +71,6 @@ const char *GatherName(const char *p, NameBuffer *name)
     return p;
 }
 
-double ReadNumeric(const SymbolEntry &entry, double stored)
-{
-    return (entry.attribute & AttrIntegerView) ? static_cast<double>(ToUnsigned32(stored)) : stored;
-}
-
 int32_t LookUpGatheredName(EvalContext *ctx, SymbolEntry **entry)
 {
     NameBuffer name;
@@ -90,9 +82,7 @@ int32_t LookUpGatheredName(EvalContext *ctx, SymbolEntry **entry)
     return 0;
 }
 
-namespace {
-
-[[gnu::noinline]] int32_t NameTokenInFull(EvalContext *ctx, TermStack *stack)
+int32_t GatheredNameToken(EvalContext *ctx, TermStack *stack)
 {
     const char *start = ctx->cursor;
     SymbolEntry *entry;
@@ -101,27 +91,6 @@ namespace {
     if (*ctx->cursor == '(')
         return NameWithParen(ctx, entry, stack);
     return NameAlone(start, entry, stack);
-}
-
-} // namespace
-
-// The name of a numeric scalar or constant standing alone, by far the most
-// common name in an expression, takes a short way that keeps the rest of
-// the token's cases out of its path.
-int32_t NameToken(EvalContext *ctx, TermStack *stack)
-{
-    const char *delimiter;
-    const size_t length = NameInPlace(ctx->cursor, &delimiter);
-    if (length == 0 || length > MaxNameLength)
-        return NameTokenInFull(ctx, stack);
-    const char *start = ctx->cursor;
-    const SymbolEntry *entry = FindSymbol(ctx, start, length);
-    ctx->cursor = delimiter;
-    if (*delimiter == '(')
-        return NameWithParen(ctx, entry, stack);
-    if (entry == nullptr || (entry->kind & (NS | NConstant)) == 0)
-        return NameAlone(start, entry, stack);
-    return PushTerm(stack, entry->kind == NS ? ReadNumeric(*entry, entry->value) : entry->value);
 }
 
 } // namespace qx

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/char_class.h"
+#include "core/integer_conversion.h"
 #include "core/symbol_table.h"
 
 namespace qx {
@@ -51,6 +52,9 @@ inline int32_t LookUpName(EvalContext *ctx, SymbolEntry **entry)
 
 // A numeric parameter's value as an expression or a getter reads it: with
 // the integer-view bit set, the stored double through ToUnsigned32.
-double ReadNumeric(const SymbolEntry &entry, double stored);
+inline double ReadNumeric(const SymbolEntry &entry, double stored)
+{
+    return (entry.attribute & AttrIntegerView) ? static_cast<double>(ToUnsigned32(stored)) : stored;
+}
 
 } // namespace qx

@@ -1,7 +1,7 @@
 // Number literals: decimal with fraction and exponent, or a whole number in
 // base 2, 8, 10 or 16 marked by its last byte.
 #include "core/char_class.h"
-#include "eval/evaluator.h"
+#include "eval/number_token.h"
 
 namespace qx {
 namespace {
@@ -46,6 +46,8 @@ int32_t GatherExponent(const char **p, TokenBuffer *token)
     return 0;
 }
 
+} // namespace
+
 // A literal that white space splits, or that is long, has an exponent out of
 // the short range or a radix suffix, is gathered first.
 int32_t GatheredNumberToken(EvalContext *ctx, TermStack *stack)
@@ -79,25 +81,6 @@ int32_t GatheredNumberToken(EvalContext *ctx, TermStack *stack)
     double value;
     if (int32_t rc = ConvertDecimal(token.bytes, token.bytes + token.length, &value))
         return rc;
-    return PushTerm(stack, value);
-}
-
-} // namespace
-
-// Most literals stand in one piece right before their delimiter and convert
-// where they stand.
-int32_t NumberToken(EvalContext *ctx, TermStack *stack)
-{
-    const char *p = ctx->cursor;
-    if (Is(p[1], ClassDelimiter) && *p != '.') { // a digit alone needs no conversion
-        ctx->cursor = p + 1;
-        return PushTerm(stack, *p - '0');
-    }
-    double value;
-    const char *end = ReadShortDecimal(p, &value);
-    if (end == nullptr || !Is(*end, ClassDelimiter) || end - p > MaxTokenLength)
-        return GatheredNumberToken(ctx, stack);
-    ctx->cursor = end;
     return PushTerm(stack, value);
 }
 

@@ -157,17 +157,35 @@ int32_t RunPass(TermStack *stack)
     return 0;
 }
 
+// A level whose operators are all of one class, most levels in practice,
+// is that class's pass over slots that all match: a plain fold from the
+// left, with no slot to mark and no chain to follow.
+template <Apply Operation>
+int32_t FoldLevel(TermStack *stack)
+{
+    const int8_t *slots = stack->operators;
+    const double *terms = stack->terms;
+    const int32_t count = stack->operatorCount;
+    double x = terms[0];
+    for (int32_t i = 0; i < count; ++i)
+        if (int32_t rc = Operation(slots[i], x, terms[i + 1]))
+            return rc;
+    stack->terms[0] = x;
+    return 0;
+}
+
 struct OperatorPass {
     uint32_t maskBit;
     int8_t firstCode;
     int8_t lastCode;
     int32_t (*run)(TermStack *stack);
+    int32_t (*fold)(TermStack *stack); // when the level holds this class alone
 };
 
 template <int8_t FirstCode, int8_t LastCode, Apply Operation>
 constexpr OperatorPass Pass(uint32_t maskBit)
 {
-    return {maskBit, FirstCode, LastCode, RunPass<FirstCode, LastCode, Operation>};
+    return {maskBit, FirstCode, LastCode, RunPass<FirstCode, LastCode, Operation>, FoldLevel<Operation>};
 }
 
 // Tightest first. Pass k runs when mask bit (2 << k) was seen in the level.
@@ -223,8 +241,11 @@ int32_t RunOperatorPasses(TermStack *stack)
     uint32_t mask = stack->classMask;
     if (stack->additiveWeight == 0)
         mask &= ~MaskAdditive; // every '+' and '-' was a sign
+    uint32_t pending = mask >> 1;
+    if ((pending & (pending - 1)) == 0) // one class (none: the signs alone)
+        return pending != 0 ? Passes[std::countr_zero(pending)].fold(stack) : 0;
     // Only the passes whose classes the level holds, tightest first.
-    for (uint32_t pending = mask >> 1; pending != 0; pending &= pending - 1)
+    for (; pending != 0; pending &= pending - 1)
         if (int32_t rc = Passes[std::countr_zero(pending)].run(stack))
             return rc;
     return 0;
