@@ -108,14 +108,6 @@ int32_t OpenParenToken(EvalContext *ctx, TermStack *stack)
     return 0;
 }
 
-// The byte stays under the cursor: whoever opened the level steps over it.
-int32_t CloseParen(EvalContext *ctx)
-{
-    if (--ctx->parenDepth < 0)
-        return ErrParenMismatch;
-    return EndOfLevel;
-}
-
 int32_t ParseRegister(const char *bracket, int *number, const char **after)
 {
     const char *p = SkipSpace(bracket + 1);

@@ -74,7 +74,12 @@ int32_t RunOperatorPasses(TermStack *stack);
 
 int32_t DoubleOperatorToken(EvalContext *ctx, TermStack *stack);
 int32_t OpenParenToken(EvalContext *ctx, TermStack *stack);
-int32_t CloseParen(EvalContext *ctx); // shared with the string evaluator
+// Ends a level at a ')', shared with the string evaluator. The byte stays
+// under the cursor: whoever opened the level steps over it.
+inline int32_t CloseParen(EvalContext *ctx)
+{
+    return --ctx->parenDepth < 0 ? ErrParenMismatch : EndOfLevel;
+}
 int32_t RegisterToken(EvalContext *ctx, TermStack *stack);
 int32_t BadCharToken(EvalContext *ctx, TermStack *stack);
 
