@@ -4,6 +4,7 @@
 // of line, so that the loop does not pay for their registers and stack.
 #pragma once
 
+#include "core/always_inline.h"
 #include "eval/evaluator.h"
 #include "eval/names.h"
 
@@ -17,7 +18,7 @@ int32_t NameAlone(const char *start, const SymbolEntry *entry, TermStack *stack)
 // A name that white space splits or that is too long.
 int32_t GatheredNameToken(EvalContext *ctx, TermStack *stack);
 
-inline int32_t NameToken(EvalContext *ctx, TermStack *stack)
+QX_ALWAYS_INLINE int32_t NameToken(EvalContext *ctx, TermStack *stack)
 {
     const char *delimiter;
     const size_t length = NameInPlace(ctx->cursor, &delimiter);

@@ -4,6 +4,7 @@
 // where they stand.
 #pragma once
 
+#include "core/always_inline.h"
 #include "core/char_class.h"
 #include "eval/evaluator.h"
 
@@ -13,7 +14,7 @@ namespace qx {
 // the short range or a radix suffix: it is gathered first.
 int32_t GatheredNumberToken(EvalContext *ctx, TermStack *stack);
 
-inline int32_t NumberToken(EvalContext *ctx, TermStack *stack)
+QX_ALWAYS_INLINE int32_t NumberToken(EvalContext *ctx, TermStack *stack)
 {
     const char *p = ctx->cursor;
     if (Is(p[1], ClassDelimiter) && *p != '.') {
