@@ -68,7 +68,7 @@ std::vector<std::string> DistinctNames(std::mt19937 &rng, size_t n)
 
 const std::string Mark(34, '\xFF');
 
-TEST(CompareNames, FoldedSignedForSearchFoldedUnsignedForSortAndBucketByLowFiveBits)
+TEST(CompareNames, FoldedSignedForSearchFoldedUnsignedForSort)
 {
     const struct { const char *a, *b; int result; } folded[] = {
         {"Speed", "SPEED", 0}, {"", "", 0}, {"abc", "ab", 'c'}, {"ab", "abc", -'c'}, {"_", "A", '_' - 'a'},
@@ -86,11 +86,6 @@ TEST(CompareNames, FoldedSignedForSearchFoldedUnsignedForSortAndBucketByLowFiveB
         const int got = qx::CompareForSort(a, b);
         EXPECT_EQ((got > 0) - (got < 0), row.sign) << row.a << " vs " << row.b;
     }
-    SymbolBucket buckets[32] = {};
-    EvalContext ctx{};
-    ctx.symbols = buckets;
-    for (const auto &[name, bucket] : {std::pair{"Speed", 19}, {"sin", 19}, {"_x", 31}, {"\xE1", 1}})
-        EXPECT_EQ(qx::BucketOf(&ctx, name), &buckets[bucket]) << name;
 }
 
 // Sorts a copy of `names` and checks the order and that whole records moved.
@@ -150,19 +145,6 @@ TEST(FindSymbol, FindsEveryNameInAnyCaseAndNothingElse)
     EXPECT_EQ(qx::FindSymbol(0, nullptr, "a"), nullptr); // an empty bucket is never looked into
 }
 
-TEST(FindSymbol, ScansUpToEightAndHalvesFromNine)
-{
-    // Out of order: only a straight scan finds every name.
-    Entries eight({"h", "g", "f", "e", "d", "c", "b", "a"});
-    for (uint32_t k = 0; k < 8; ++k)
-        EXPECT_EQ(qx::FindSymbol(8, eight.data, eight.data[k].name), &eight.data[k]);
-    // With ten entries the first probe is the lower middle one, index 4.
-    Entries ten({"z", "z", "z", "z", "m", "z", "z", "z", "z", "z"});
-    EXPECT_EQ(qx::FindSymbol(10, ten.data, "M"), &ten.data[4]);
-    Entries nine({"Z", "b", "c", "d", "e", "f", "g", "h", "a"}); // "Z" first: halving cannot reach it
-    EXPECT_EQ(qx::FindSymbol(9, nine.data, "z"), nullptr);
-}
-
 TEST(AppendEntry, GrowsByOneZeroedEntryPerCallAndSurvivesFailure)
 {
     SymbolBucket bucket{0, nullptr};
@@ -184,16 +166,6 @@ TEST(AppendEntry, GrowsByOneZeroedEntryPerCallAndSurvivesFailure)
     qxtest::FailAllocation(0);
     EXPECT_TRUE(bucket.count == 5u && bucket.entries == before);
     std::free(bucket.entries);
-}
-
-TEST(CopyName, ZeroFillsBehindTheName)
-{
-    for (const std::string &name : {std::string("ab"), std::string(33, 'n')}) {
-        char field[34];
-        std::memset(field, 0x77, sizeof field);
-        qx::CopyName(field, name.c_str());
-        EXPECT_EQ(std::string(field, 34), name + std::string(34 - name.size(), '\0'));
-    }
 }
 
 } // namespace

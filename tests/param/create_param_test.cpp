@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/alloc_hooks.h"
+#include "support/table_check.h"
 #include "support/test_context.h"
 
 namespace {
@@ -26,14 +27,7 @@ protected:
         }
     }
     const SymbolEntry *Find(const char *name) { return qx::FindSymbol(c, name); }
-
-    // The bytes of a whole bucket, to show a refused call changed nothing.
-    std::vector<unsigned char> Snapshot(const char *name)
-    {
-        const SymbolBucket &bucket = *qx::BucketOf(c, name);
-        const auto *bytes = reinterpret_cast<const unsigned char *>(bucket.entries);
-        return {bytes, bytes + bucket.count * sizeof(SymbolEntry)};
-    }
+    std::vector<unsigned char> Snapshot(const char *name) { return qxtest::BucketBytes(c, name); }
 
     qxtest::TestContext t;
     EvalContext *c = &t.ctx;
@@ -91,11 +85,7 @@ TEST_F(CreateParamTest, BucketStaysSortedAndArraysHaveTheirShape)
 {
     for (const char *name : {"Zeta", "z1", "zz", "Zed", "z_", "ZA", "zeb", "z9", "zoo", "Zq", "z", "zed2"})
         ASSERT_EQ(Create('n', name), 0) << name;
-    const SymbolBucket &bucket = *qx::BucketOf(c, "z");
-    for (uint32_t k = 0; k < bucket.count; ++k) {
-        EXPECT_TRUE(k == 0 || qx::CompareForSort(bucket.entries[k - 1].name, bucket.entries[k].name) < 0) << k;
-        EXPECT_EQ(Find(bucket.entries[k].name), &bucket.entries[k]);
-    }
+    qxtest::ExpectValidTable(c);
     ASSERT_EQ(Create('N', "col", 3, 1, 0x40), 0);
     ASSERT_EQ(Create('S', "grid$", 2, 3), 0);
     const SymbolEntry *col = Find("col"), *grid = Find("grid$");

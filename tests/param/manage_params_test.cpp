@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "support/alloc_hooks.h"
+#include "support/table_check.h"
 #include "support/test_context.h"
 
 namespace {
@@ -27,25 +28,14 @@ Names Enumerate(EvalContext *ctx)
     return names;
 }
 
-// The table's invariants after any call: every bucket strictly sorted with
-// no deleted mark inside its count, and the parameters found by name,
-// counted and enumerated being exactly `present`.
+// The table's invariants after any call, no deleted mark inside a bucket's
+// count, and the parameters found, counted and enumerated being `present`.
 void ExpectConsistent(EvalContext *ctx, Names present)
 {
-    for (int b = 0; b < qx::BucketCount; ++b) {
-        const SymbolBucket &bucket = ctx->symbols[b];
-        EXPECT_EQ(bucket.count == 0, bucket.entries == nullptr) << "bucket " << b;
-        for (uint32_t k = 0; k < bucket.count; ++k) {
-            EXPECT_NE(static_cast<unsigned char>(bucket.entries[k].name[0]), 0xFF) << "bucket " << b;
-            if (k > 0) {
-                EXPECT_LT(qx::CompareForSort(bucket.entries[k - 1].name, bucket.entries[k].name), 0) << b;
-            }
-        }
-    }
-    for (const std::string &name : present) {
-        const qx::SymbolEntry *entry = qx::FindSymbol(ctx, name.c_str());
-        EXPECT_TRUE(entry != nullptr && qx::IsParameter(*entry)) << name;
-    }
+    qxtest::ExpectValidTable(ctx);
+    for (int b = 0; b < qx::BucketCount; ++b)
+        for (uint32_t k = 0; k < ctx->symbols[b].count; ++k)
+            EXPECT_NE(static_cast<unsigned char>(ctx->symbols[b].entries[k].name[0]), 0xFF) << "bucket " << b;
     EXPECT_EQ(Quorbix_ParamCount(ctx, nullptr), static_cast<int32_t>(present.size()));
     Names listed = Enumerate(ctx);
     std::sort(listed.begin(), listed.end());
@@ -174,46 +164,40 @@ int32_t QUORBIX_CALL StopAtOnce(const char *name, uintptr_t user)
     return 0;
 }
 
-TEST(ManageParamsTest, EnumerationFollowsBucketsThenBucketOrderAndStopsWhenAsked)
+// Enumeration follows the buckets, then the order within each, and stops
+// when asked; counts and attribute words concern parameters only.
+TEST(ManageParamsTest, EnumerationCountAndAttributesConcernParametersOnly)
 {
     EvalContext closed{};
     int calls = 0;
-    uint32_t guarded = 77;
+    uint32_t guarded = 77, out = 12;
+    const auto callsWord = reinterpret_cast<uintptr_t>(&calls);
     EXPECT_EQ(Quorbix_DeleteAllParams(&closed), 0);
-    EXPECT_EQ(Quorbix_EnumParamName(&closed, StopAtOnce, reinterpret_cast<uintptr_t>(&calls)), 0);
+    EXPECT_EQ(Quorbix_EnumParamName(&closed, StopAtOnce, callsWord), 0);
     EXPECT_EQ(Quorbix_ParamCount(&closed, &guarded), 0);
     EXPECT_EQ(guarded, 0u);
     TestContext t;
-    EXPECT_EQ(Quorbix_EnumParamName(&t.ctx, StopAtOnce, reinterpret_cast<uintptr_t>(&calls)), 0);
-    EXPECT_EQ(calls, 0);
-    for (const char *name : {"Z", "_x", "b", "a1", "A"})
-        ASSERT_EQ(Quorbix_AllocNParam(&t.ctx, name, 0, 0.0), 0);
-    ASSERT_EQ(Quorbix_SetAttrib(&t.ctx, "b", AttrReadOnly), 0);
-    EXPECT_EQ(Enumerate(&t.ctx), (Names{"A", "a1", "b", "Z", "_x"}));
-    EXPECT_EQ(Quorbix_EnumParamName(&t.ctx, StopAtOnce, reinterpret_cast<uintptr_t>(&calls)), ErrSyntax);
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(Enumerate(&t.ctx), (Names{"A", "a1", "b", "Z", "_x"})); // the spoiled buffer was a copy
-}
-
-TEST(ManageParamsTest, CountAndAttributesConcernParametersOnly)
-{
-    TestContext t;
     EvalContext *c = &t.ctx;
-    const uint32_t attributes[] = {ReadOnly, DeleteProtected, ReadOnly | DeleteProtected, IntegerView, 0};
-    for (int k = 0; k < 5; ++k)
-        ASSERT_EQ(Quorbix_AllocNParam(c, ("p" + std::to_string(k)).c_str(), attributes[k], 0), 0);
-    uint32_t guarded = 0, out = 12;
+    EXPECT_EQ(Quorbix_EnumParamName(c, StopAtOnce, callsWord), 0);
+    EXPECT_EQ(calls, 0);
+    for (const auto &[name, attribute] : {std::pair{"Z", ReadOnly}, {"_x", DeleteProtected},
+                                          {"b", ReadOnly | DeleteProtected}, {"a1", IntegerView}, {"A", 0u}})
+        ASSERT_EQ(Quorbix_AllocNParam(c, name, attribute, 0.0), 0);
     EXPECT_EQ(Quorbix_ParamCount(c, &guarded), 5);
     EXPECT_EQ(guarded, 3u);
+    EXPECT_EQ(Enumerate(c), (Names{"A", "a1", "b", "Z", "_x"}));
+    EXPECT_EQ(Quorbix_EnumParamName(c, StopAtOnce, callsWord), ErrSyntax);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(Enumerate(c), (Names{"A", "a1", "b", "Z", "_x"})); // the spoiled buffer was a copy
     EXPECT_EQ(Quorbix_GetAttrib(c, "sin", &out), ErrBadName);
     EXPECT_EQ(Quorbix_GetAttrib(c, "nothing", &out), ErrBadName);
     EXPECT_EQ(out, 12u);
     EXPECT_EQ(Quorbix_SetAttrib(c, "sin", 0), ErrBadName);
-    ASSERT_EQ(Quorbix_SetAttrib(c, "P4", 4294967295u), 0); // all 32 bits, with no protection of the word
-    EXPECT_EQ(Quorbix_GetAttrib(c, "p4", &out), 0);
+    ASSERT_EQ(Quorbix_SetAttrib(c, "a", 4294967295u), 0); // all 32 bits, with no protection of the word
+    EXPECT_EQ(Quorbix_GetAttrib(c, "A", &out), 0);
     EXPECT_EQ(out, 4294967295u);
-    EXPECT_EQ(Quorbix_SetParam_NS(c, "p4", 1.0), ErrReadOnly);
-    EXPECT_EQ(Quorbix_DeleteParam(c, "p4"), ErrProtected);
+    EXPECT_EQ(Quorbix_SetParam_NS(c, "a", 1.0), ErrReadOnly);
+    EXPECT_EQ(Quorbix_DeleteParam(c, "a"), ErrProtected);
     EXPECT_EQ(Quorbix_ParamCount(c, &guarded), 5);
     EXPECT_EQ(guarded, 4u);
 }

@@ -73,83 +73,39 @@ protected:
         EXPECT_EQ(Quorbix_AllocNParam(&t.ctx, "n", 0, 2), 0);
         EXPECT_EQ(Quorbix_AllocSDim(&t.ctx, 3, 0, 0, "s$"), 0);
         EXPECT_EQ(Quorbix_AllocSDim(&t.ctx, 2, 2, 0, "t$"), 0);
-        SetElement("s$", 0, "x");
-        SetElement("s$", 1, "y");
-        SetElement("s$", 2, "z");
-        SetElement("t$", 3, "corner");
-    }
-
-    void SetElement(const char *name, uint32_t position, const char *text)
-    {
-        char **texts = qx::FindSymbol(&t.ctx, name)->array.texts;
-        std::free(texts[position]);
-        texts[position] = static_cast<char *>(std::malloc(std::strlen(text) + 1));
-        std::strcpy(texts[position], text);
+        for (const auto &[i, text] : {std::pair{0u, "x"}, {1u, "y"}, {2u, "z"}})
+            EXPECT_EQ(Quorbix_SetParam_SD1(&t.ctx, "s$", i, text), 0);
+        EXPECT_EQ(Quorbix_SetParam_SD2(&t.ctx, "t$", 1, 1, "corner"), 0);
     }
 
     TestContext t;
 };
 
-struct Case {
-    const char *text;
-    int32_t code;
-    const char *value;
-};
-
-TEST_F(StringTest, JoinsTerms)
+// A refusal leaves no result and no block behind.
+TEST_F(StringTest, JoinsTermsAndRefusesWhatDoesNotFit)
 {
-    const Case cases[] = {
-        {"", 0, ""},
-        {"   ", 0, ""},
-        {"\"\"+\"\"", 0, ""},
-        {"\"hi\"", 0, "hi"},
-        {" \"a\" + a$ +b$ ", 0, "aabcde"},
-        {"A$+B$", 0, "abcde"},
-        {"dq$+tab$+cr$", 0, "\"\t\n"},
-        {"dup$(a$+b$)", 0, "abcdeabcde"},
-        {"head$(a$+b$,n+1)+a$", 0, "abcabc"},
-        {"head$ (a$,2)", 0, "ab"},
-        {"h ead$(a$,2)", 0, "ab"},
-        {"dup$(a$+)", 0, "abcabc"},
-        {"dup$()", 0, ""},
-        {"none$()+a$", 0, "abc"},
-        {"s$()", 0, "x"},
-        {"s$(2.9)+s$(-0.5)", 0, "zx"},
-        {"t$(1,1)", 0, "corner"},
-        {"t$(1,)", 0, ""},
-        {"\"a+b,(c)\"", 0, "a+b,(c)"},
-        {"dup$(dup$(\"ab\"))", 0, "abababab"},
+    const struct { const char *text; int32_t code; const char *value; } cases[] = {
+        {"", 0, ""}, {"   ", 0, ""}, {"\"\"+\"\"", 0, ""}, {" \"a\" + a$ +b$ ", 0, "aabcde"}, {"A$+B$", 0, "abcde"},
+        {"dq$+tab$+cr$", 0, "\"\t\n"}, {"dup$(a$+b$)", 0, "abcdeabcde"}, {"head$(a$+b$,n+1)+a$", 0, "abcabc"},
+        {"h ead$ (a$,2)", 0, "ab"}, {"dup$(a$+)", 0, "abcabc"}, {"dup$()", 0, ""}, {"none$()+a$", 0, "abc"},
+        {"s$()", 0, "x"}, {"s$(2.9)+s$(-0.5)", 0, "zx"}, {"t$(1,1)", 0, "corner"}, {"t$(1,)", 0, ""},
+        {"\"a+b,(c)\"", 0, "a+b,(c)"}, {"dup$(dup$(\"ab\"))", 0, "abababab"},
+        {"\"\x83\"\"", 0, "\x83\""}, // 0x83 is a lead byte: the quote behind it is its trail byte
+        {"\"\x83\"", ErrUnterminatedString, ""}, {"\"\xA1\"", 0, "\xA1"}, // half-width: a single byte
+        {",", ErrSyntax, ""}, {")", ErrParenMismatch, ""}, {"\"a\" \"b\"", ErrSyntax, ""}, {"1", ErrSyntax, ""},
+        {"(a$)", ErrSyntax, ""}, {"a$+", ErrSyntax, ""}, {"a$,b$", ErrSyntax, ""}, {"head$(a$+,1)", ErrSyntax, ""},
+        {"pi", ErrSyntax, ""}, {"n", ErrSyntax, ""}, {"tab$(1)", ErrSyntax, ""}, {"dup$", ErrSyntax, ""},
+        {"a$(1)", ErrSyntax, ""}, {"nosuch$", ErrSyntax, ""}, {"s$(1,2)", ErrArgument, ""}, {"t$(1)", ErrArgument, ""},
+        {"s$(-1)", ErrBadName, ""}, {"s$(3)", ErrBadName, ""}, {"t$(2,0)", ErrBadName, ""},
+        {"\"open", ErrUnterminatedString, ""}, {"dup$(a$", ErrArgument, ""}, {"refuse$(a$)", ErrDomain, ""},
+        {"a$ + s$(1/0)", ErrDivideByZero, ""}, {"a$)", ErrParenMismatch, ""}, {"a$-b$", ErrSyntax, ""},
     };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.text);
-        const qxtest::StringOutcome got = t.EvalString(c.text);
-        EXPECT_EQ(got.code, c.code);
-        EXPECT_EQ(got.value, c.value);
-    }
-}
-
-TEST_F(StringTest, RefusesWhatDoesNotFit)
-{
-    const Case cases[] = {
-        {",", ErrSyntax, nullptr},           {")", ErrParenMismatch, nullptr},
-        {"\"a\" \"b\"", ErrSyntax, nullptr}, {"1", ErrSyntax, nullptr},
-        {"(a$)", ErrSyntax, nullptr},        {"a$+", ErrSyntax, nullptr},
-        {"a$,b$", ErrSyntax, nullptr},       {"head$(a$+,1)", ErrSyntax, nullptr},
-        {"pi", ErrSyntax, nullptr},          {"n", ErrSyntax, nullptr},
-        {"tab$(1)", ErrSyntax, nullptr},     {"dup$", ErrSyntax, nullptr},
-        {"a$(1)", ErrSyntax, nullptr},       {"nosuch$", ErrSyntax, nullptr},
-        {"s$(1,2)", ErrArgument, nullptr},   {"t$(1)", ErrArgument, nullptr},
-        {"s$(-1)", ErrBadName, nullptr},     {"s$(3)", ErrBadName, nullptr},
-        {"t$(2,0)", ErrBadName, nullptr},    {"\"open", ErrUnterminatedString, nullptr},
-        {"dup$(a$", ErrArgument, nullptr},   {"refuse$(a$)", ErrDomain, nullptr},
-        {"a$ + s$(1/0)", ErrDivideByZero, nullptr}, {"a$)", ErrParenMismatch, nullptr},
-        {"a$-b$", ErrSyntax, nullptr},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.text);
+    for (const auto &c : cases) {
         const long before = qxtest::LiveBlocks();
-        EXPECT_EQ(t.EvalString(c.text).code, c.code);
-        EXPECT_EQ(qxtest::LiveBlocks(), before);
+        const qxtest::StringOutcome got = t.EvalString(c.text);
+        EXPECT_EQ(got.code, c.code) << c.text;
+        EXPECT_EQ(got.value, c.value) << c.text;
+        EXPECT_EQ(qxtest::LiveBlocks(), before) << c.text;
     }
 }
 
@@ -181,14 +137,6 @@ TEST_F(StringTest, ValueMayHoldZeroBytes)
     Quorbix_FreeOut(&t.ctx);
     EXPECT_EQ(t.ctx.stringResult, nullptr);
     Quorbix_FreeOut(&t.ctx); // a second release does nothing
-}
-
-TEST_F(StringTest, LeadByteTakesTheQuoteAfterIt)
-{
-    // 0x83 is a lead byte: the quote behind it is its trail byte.
-    EXPECT_EQ(t.EvalString("\"\x83\"\"").value, "\x83\"");
-    EXPECT_EQ(t.EvalString("\"\x83\"").code, ErrUnterminatedString);
-    EXPECT_EQ(t.EvalString("\"\xA1\"").value, "\xA1"); // half-width: a single byte
 }
 
 } // namespace

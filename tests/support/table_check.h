@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "core/symbol_table.h"
 #include "quorbix.h"
 
@@ -26,6 +28,14 @@ inline void ExpectValidTable(EvalContext *ctx)
         }
     }
     EXPECT_EQ(Quorbix_ParamCount(ctx, nullptr), parameters);
+}
+
+// The bytes of a name's whole bucket, to show a refused call changed nothing.
+inline std::vector<unsigned char> BucketBytes(EvalContext *ctx, const char *name)
+{
+    const SymbolBucket &bucket = *qx::BucketOf(ctx, name);
+    const auto *bytes = reinterpret_cast<const unsigned char *>(bucket.entries);
+    return {bytes, bytes + bucket.count * sizeof(qx::SymbolEntry)};
 }
 
 } // namespace qxtest

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include "core/symbol_table.h"
 #include "quorbix.h"
@@ -55,23 +56,18 @@ public:
     }
 
     // Adds a function without the registration checks, as the built-ins are.
-    void AddFunction(const char *name, int32_t argCount, const ArgKind *kinds, NFunctionCallback callback,
-                     uintptr_t userWord = 0)
+    template <typename Callback>
+    void AddFunction(const char *name, int32_t argCount, const ArgKind *kinds, Callback callback, uintptr_t userWord = 0)
     {
-        NFunctionDef def{name, argCount, {}, callback, userWord};
+        constexpr bool numeric = std::is_same_v<Callback, NFunctionCallback>;
+        std::conditional_t<numeric, NFunctionDef, SFunctionDef> def{name, argCount, {}, callback, userWord};
         std::memcpy(def.argKinds, kinds, sizeof(ArgKind) * static_cast<size_t>(argCount));
         SymbolBucket *bucket = qx::BucketOf(&ctx, name);
-        ASSERT_EQ(qx::AddNFunctionEntry(bucket, def), 0);
-        qx::SortBucket(bucket);
-    }
-
-    void AddFunction(const char *name, int32_t argCount, const ArgKind *kinds, SFunctionCallback callback,
-                     uintptr_t userWord = 0)
-    {
-        SFunctionDef def{name, argCount, {}, callback, userWord};
-        std::memcpy(def.argKinds, kinds, sizeof(ArgKind) * static_cast<size_t>(argCount));
-        SymbolBucket *bucket = qx::BucketOf(&ctx, name);
-        ASSERT_EQ(qx::AddSFunctionEntry(bucket, def), 0);
+        if constexpr (numeric) {
+            ASSERT_EQ(qx::AddNFunctionEntry(bucket, def), 0);
+        } else {
+            ASSERT_EQ(qx::AddSFunctionEntry(bucket, def), 0);
+        }
         qx::SortBucket(bucket);
     }
 
