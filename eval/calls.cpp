@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "core/always_inline.h"
 #include "core/char_class.h"
 #include "core/integer_conversion.h"
 #include "strexpr/string_evaluator.h"
@@ -36,12 +37,10 @@ int32_t EvaluateOneArg(EvalContext *ctx, ArgKind kind, CallArg *slot)
     return 0;
 }
 
-} // namespace
-
 // Each argument is a full level that ends on ',' or ')' (or the end of the
 // text) without consuming it; the closing ')' has already lowered parenDepth
 // when it is met, so only the separator itself is stepped over here.
-int32_t EvaluateArgs(EvalContext *ctx, const ArgKind *kinds, CallArg *slots, int32_t count)
+int32_t EvaluateArgList(EvalContext *ctx, const ArgKind *kinds, CallArg *slots, int32_t count)
 {
     if (count == 0)
         return EvaluateEmptyList(ctx);
@@ -61,6 +60,32 @@ int32_t EvaluateArgs(EvalContext *ctx, const ArgKind *kinds, CallArg *slots, int
     return 0;
 }
 
+// One numeric argument, the list of nearly every call and element, is the
+// list above for a count of one, without its loop.
+int32_t EvaluateSoleNumber(EvalContext *ctx, CallArg *slot)
+{
+    slot->number = 0.0;
+    if (int32_t rc = EvaluateLevel(ctx))
+        return rc;
+    slot->number = ctx->result;
+    const char separator = *ctx->cursor;
+    if (separator != '\0')
+        ++ctx->cursor;
+    return separator == ')' ? 0 : ErrArgument;
+}
+
+// Evaluates `count` arguments at the cursor, which stands behind the '(' of a
+// list whose opening already raised parenDepth. On success the cursor is
+// behind the ')'. On failure no argument text is left allocated.
+QX_ALWAYS_INLINE int32_t EvaluateArgs(EvalContext *ctx, const ArgKind *kinds, CallArg *slots, int32_t count)
+{
+    if (count == 1 && kinds[0] == ArgNumeric)
+        return EvaluateSoleNumber(ctx, slots);
+    return EvaluateArgList(ctx, kinds, slots, count);
+}
+
+} // namespace
+
 void FreeStringArgs(int32_t count, const ArgKind *kinds, CallArg *slots)
 {
     for (int32_t k = 0; k < count; ++k)
@@ -68,7 +93,9 @@ void FreeStringArgs(int32_t count, const ArgKind *kinds, CallArg *slots)
             std::free(const_cast<char *>(slots[k].text));
 }
 
-int32_t PrepareCall(EvalContext *ctx, const SymbolEntry &function, CallFrame *frame)
+namespace {
+
+QX_ALWAYS_INLINE int32_t PrepareFrame(EvalContext *ctx, const SymbolEntry &function, CallFrame *frame)
 {
     ++ctx->cursor;
     if (int32_t rc = OpenLevel(ctx))
@@ -87,6 +114,13 @@ int32_t PrepareCall(EvalContext *ctx, const SymbolEntry &function, CallFrame *fr
     return 0;
 }
 
+} // namespace
+
+int32_t PrepareCall(EvalContext *ctx, const SymbolEntry &function, CallFrame *frame)
+{
+    return PrepareFrame(ctx, function, frame);
+}
+
 int32_t FinishCall(const SymbolEntry &function, CallFrame *frame)
 {
     FreeStringArgs(function.function.argCount, function.function.argKinds, frame->args);
@@ -96,7 +130,7 @@ int32_t FinishCall(const SymbolEntry &function, CallFrame *frame)
 int32_t CallNFunction(EvalContext *ctx, const SymbolEntry &function, TermStack *stack)
 {
     CallFrame frame;
-    if (int32_t rc = PrepareCall(ctx, function, &frame))
+    if (int32_t rc = PrepareFrame(ctx, function, &frame))
         return rc;
     const NFunctionCallback callback = function.function.callback.numeric;
     const double value = callback != nullptr ? callback(&frame) : 0.0;

@@ -9,10 +9,6 @@
 
 namespace qx {
 
-// Evaluates `count` arguments at the cursor, which stands behind the '(' of a
-// list whose opening already raised parenDepth. On success the cursor is
-// behind the ')'. On failure no argument text is left allocated.
-int32_t EvaluateArgs(EvalContext *ctx, const ArgKind *kinds, CallArg *slots, int32_t count);
 void FreeStringArgs(int32_t count, const ArgKind *kinds, CallArg *slots);
 
 // Steps over the '(' at the cursor, evaluates the arguments of a function

@@ -21,7 +21,6 @@ constexpr std::array<TokenHandler, 256> BuildTokenTable()
     for (unsigned char c : {'!', '<', '=', '>'})
         table[c] = DoubleOperatorToken;
     table['('] = OpenParenToken;
-    table[')'] = [](EvalContext *ctx, TermStack *) { return CloseParen(ctx); };
     table['['] = RegisterToken;
     return table;
 }
@@ -51,6 +50,8 @@ int32_t ReadToken(EvalContext *ctx, TermStack *stack, unsigned char c)
         return NameToken(ctx, stack);
     if (Is(c, ClassDigit) || c == '.')
         return NumberToken(ctx, stack);
+    if (c == ')') // ends every argument and every parenthesis
+        return CloseParen(ctx);
     return TokenTable[c](ctx, stack);
 }
 
