@@ -34,23 +34,21 @@ const char *ReadShortDecimal(const char *p, double *value)
     bool seenPoint = false;
     bool seenDigit = false;
     for (;; ++p) {
-        if (Is(*p, ClassDigit)) {
-            seenDigit = true;
-            if (significand == 0 && *p == '0') {
-                exponent -= seenPoint ? 1 : 0; // leading zeros carry no digit
-                continue;
-            }
-            if (++digits > 19)
-                return nullptr;
-            significand = significand * 10 + static_cast<uint64_t>(*p - '0');
+        const unsigned digit = static_cast<unsigned char>(*p) - unsigned{'0'};
+        if (digit < 10) {
+            // Past 19 significant digits the significand wraps; the count
+            // sends such a literal to the general conversion below.
+            significand = significand * 10 + digit;
+            digits += significand != 0 ? 1 : 0; // leading zeros carry no digit
             exponent -= seenPoint ? 1 : 0;
+            seenDigit = true;
         } else if (*p == '.' && !seenPoint) {
             seenPoint = true;
         } else {
             break;
         }
     }
-    if (!seenDigit)
+    if (!seenDigit || digits > 19)
         return nullptr;
     if (FoldLower(*p) == 'e') { // e or E, a sign, and one to three digits
         ++p;
