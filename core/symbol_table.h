@@ -65,14 +65,16 @@ struct SymbolEntry {
 inline bool IsParameter(const SymbolEntry &entry) { return (entry.kind & AnyParameter) != 0; }
 inline bool IsProtected(uint32_t attribute) { return (attribute & (AttrReadOnly | AttrDeleteProtected)) != 0; }
 
+// Case-folded order of two names, the first either terminated or of
+// `length` bytes.
 int CompareFolded(const char *a, const char *b);
 int CompareFolded(const char *a, size_t length, const char *b);
 // The order of a bucket: folded, unsigned, a shorter name first. Agrees with
 // CompareFolded on valid names and puts the deleted mark last.
 int CompareForSort(const char *a, const char *b);
 
-// A name is either terminated or, for a name read in place from a text, the
-// first `length` bytes at `name`.
+// Looks up a terminated name; the inline forms below take a name read in
+// place from a text, the first `length` bytes at `name`.
 SymbolEntry *FindSymbol(uint32_t count, SymbolEntry *entries, const char *name);
 SymbolEntry *FindSymbol(const EvalContext *ctx, const char *name);
 

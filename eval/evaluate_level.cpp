@@ -1,5 +1,6 @@
-// The driver: Quorbix and EvaluateLevel, with the table that sends the first
-// byte of each token to its handler.
+// The driver: Quorbix and EvaluateLevel, with the loop that reads the tokens
+// of a level, the common ones itself and the rest through a table of
+// handlers chosen by the token's first byte.
 #include <array>
 #include <cmath>
 

@@ -70,6 +70,7 @@ inline int32_t PushTerm(TermStack *stack, double value)
     stack->termCount = n + 1;
     return 0;
 }
+
 int32_t RunOperatorPasses(TermStack *stack);
 
 int32_t DoubleOperatorToken(EvalContext *ctx, TermStack *stack);
@@ -80,6 +81,7 @@ inline int32_t CloseParen(EvalContext *ctx)
 {
     return --ctx->parenDepth < 0 ? ErrParenMismatch : EndOfLevel;
 }
+
 int32_t RegisterToken(EvalContext *ctx, TermStack *stack);
 int32_t BadCharToken(EvalContext *ctx, TermStack *stack);
 

@@ -1,4 +1,5 @@
-// Gathering a name token, shared by every scan that reads names.
+// Reading a name token, shared by every scan that reads names: in place when
+// it stands in one piece, gathered into a buffer when white space splits it.
 #pragma once
 
 #include "core/char_class.h"
