@@ -5,6 +5,7 @@
 #pragma once
 
 #include "core/always_inline.h"
+#include "eval/calls.h"
 #include "eval/evaluator.h"
 #include "eval/names.h"
 
@@ -28,7 +29,8 @@ QX_ALWAYS_INLINE int32_t NameToken(EvalContext *ctx, TermStack *stack)
     const SymbolEntry *entry = FindSymbol(ctx, start, length);
     ctx->cursor = delimiter;
     if (*delimiter == '(')
-        return NameWithParen(ctx, entry, stack);
+        return entry != nullptr && entry->kind == NFunction ? CallNFunction(ctx, *entry, stack)
+                                                            : NameWithParen(ctx, entry, stack);
     if (entry == nullptr || (entry->kind & (NS | NConstant)) == 0)
         return NameAlone(start, entry, stack);
     return PushTerm(stack, entry->kind == NS ? ReadNumeric(*entry, entry->value) : entry->value);
