@@ -79,6 +79,24 @@ void AddRowParameters(EvalContext *ctx)
         Fail("cannot create the row parameters");
 }
 
+int32_t EvaluateRow(EvalContext *ctx, const Row &row)
+{
+    ctx->text = row.text.c_str();
+    switch (row.kind) {
+    case RowKind::Numeric: return Quorbix(ctx);
+    case RowKind::String: {
+        const int32_t rc = Quorbix_AddStr(ctx);
+        Quorbix_FreeOut(ctx);
+        return rc;
+    }
+    case RowKind::Statement: {
+        SubstitutionTarget target;
+        return Quorbix_Substitution(ctx, &target);
+    }
+    }
+    return -1;
+}
+
 void Fail(const std::string &message)
 {
     std::fprintf(stderr, "bench_eval: %s\n", message.c_str());

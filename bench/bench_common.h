@@ -59,6 +59,10 @@ private:
 // array a of 10 elements. Aborts the program if any of it cannot be made.
 void AddRowParameters(EvalContext *ctx);
 
+// Evaluates a row once as its kind asks, freeing a string result, and
+// returns the library's code.
+int32_t EvaluateRow(EvalContext *ctx, const Row &row);
+
 // The least any evaluator of these texts has to do: look at each byte of a
 // NUL-terminated text once, through the library's class table, and convert
 // each number token with std::from_chars, storing the values in `numbers`

@@ -34,65 +34,21 @@ std::string Code(int32_t rc) { return "error " + std::to_string(rc); }
 
 // ---- The timed loops --------------------------------------------------------
 
-void TimeNumeric(benchmark::State &state, const Row &row)
+// Evaluates once before timing, so that a row that fails is reported
+// instead of timed.
+void TimeRow(benchmark::State &state, const Row &row)
 {
     Context context;
     EvalContext *ctx = context.get();
     AddRowParameters(ctx);
-    const char *text = row.text.c_str();
-    ctx->text = text;
-    if (int32_t rc = Quorbix(ctx)) {
+    if (int32_t rc = EvaluateRow(ctx, row)) {
         state.SkipWithError(Code(rc).c_str());
         return;
     }
     for (auto _ : state) {
-        ctx->text = text;
-        int32_t rc = Quorbix(ctx);
+        int32_t rc = EvaluateRow(ctx, row);
         benchmark::DoNotOptimize(rc);
         benchmark::DoNotOptimize(ctx->result);
-    }
-    SetBytes(state, row);
-}
-
-void TimeString(benchmark::State &state, const Row &row)
-{
-    Context context;
-    EvalContext *ctx = context.get();
-    AddRowParameters(ctx);
-    const char *text = row.text.c_str();
-    ctx->text = text;
-    if (int32_t rc = Quorbix_AddStr(ctx)) {
-        state.SkipWithError(Code(rc).c_str());
-        return;
-    }
-    Quorbix_FreeOut(ctx);
-    for (auto _ : state) {
-        ctx->text = text;
-        int32_t rc = Quorbix_AddStr(ctx);
-        benchmark::DoNotOptimize(rc);
-        benchmark::DoNotOptimize(ctx->stringResult);
-        Quorbix_FreeOut(ctx);
-    }
-    SetBytes(state, row);
-}
-
-void TimeStatement(benchmark::State &state, const Row &row)
-{
-    Context context;
-    EvalContext *ctx = context.get();
-    AddRowParameters(ctx);
-    const char *text = row.text.c_str();
-    SubstitutionTarget target;
-    ctx->text = text;
-    if (int32_t rc = Quorbix_Substitution(ctx, &target)) {
-        state.SkipWithError(Code(rc).c_str());
-        return;
-    }
-    for (auto _ : state) {
-        ctx->text = text;
-        int32_t rc = Quorbix_Substitution(ctx, &target);
-        benchmark::DoNotOptimize(rc);
-        benchmark::DoNotOptimize(target);
     }
     SetBytes(state, row);
 }
@@ -123,13 +79,7 @@ std::string Name(const Row &row, const char *how) { return "eval/" + row.label +
 void RegisterRowBenchmarks()
 {
     for (const Row &row : Rows()) {
-        switch (row.kind) {
-        case RowKind::Numeric: benchmark::RegisterBenchmark(Name(row, "quorbix").c_str(), TimeNumeric, row); break;
-        case RowKind::String: benchmark::RegisterBenchmark(Name(row, "quorbix").c_str(), TimeString, row); break;
-        case RowKind::Statement:
-            benchmark::RegisterBenchmark(Name(row, "quorbix").c_str(), TimeStatement, row);
-            break;
-        }
+        benchmark::RegisterBenchmark(Name(row, "quorbix").c_str(), TimeRow, row);
 #ifdef QUORBIX_BENCH_HAVE_MUPARSER
         if (row.peer) {
             benchmark::RegisterBenchmark(Name(row, "muparser_text").c_str(), PeerTextToValue, row.text);

@@ -10,28 +10,6 @@
 
 using namespace qxbench;
 
-namespace {
-
-int32_t EvaluateOnce(EvalContext *ctx, const Row &row)
-{
-    ctx->text = row.text.c_str();
-    switch (row.kind) {
-    case RowKind::Numeric: return Quorbix(ctx);
-    case RowKind::String: {
-        const int32_t rc = Quorbix_AddStr(ctx);
-        Quorbix_FreeOut(ctx);
-        return rc;
-    }
-    case RowKind::Statement: {
-        SubstitutionTarget target;
-        return Quorbix_Substitution(ctx, &target);
-    }
-    }
-    return -1;
-}
-
-} // namespace
-
 int main(int argc, char **argv)
 {
     if (argc != 3) {
@@ -45,7 +23,7 @@ int main(int argc, char **argv)
         AddRowParameters(context.get());
         const long count = std::strtol(argv[2], nullptr, 10);
         for (long k = 0; k < count; ++k)
-            if (int32_t rc = EvaluateOnce(context.get(), row))
+            if (int32_t rc = EvaluateRow(context.get(), row))
                 Fail(row.label + ": error " + std::to_string(rc));
         return 0;
     }

@@ -16,22 +16,8 @@ jobs=${QUORBIX_JOBS:-2}
 cc=${CC:-cc}
 cxx=${CXX:-c++}
 
-fail() {
-  echo "consumer-test: FAIL: $*" >&2
-  exit 1
-}
-
-# Runs a command with its output in a log, shown only when it fails.
-quiet() {
-  local log=$1
-  shift
-  local status=0
-  "$@" >"$log" 2>&1 || status=$?
-  if [ "$status" != 0 ]; then
-    cat "$log" >&2
-    fail "$* (exit $status)"
-  fi
-}
+script=consumer-test
+source "$(dirname "$0")/script_helpers.sh"
 
 for tool in cmake pkg-config readelf "$cc" "$cxx"; do
   command -v "$tool" >/dev/null || fail "$tool is not installed"

@@ -27,22 +27,8 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 jobs=${QUORBIX_JOBS:-2}
 packages=(cmake make g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix binutils-mingw-w64)
 
-fail() {
-  echo "windows-cross-build: FAIL: $*" >&2
-  exit 1
-}
-
-# Runs a command with its output in a log, shown only when it fails.
-quiet() {
-  local log=$1
-  shift
-  local status=0
-  "$@" >"$log" 2>&1 || status=$?
-  if [ "$status" != 0 ]; then
-    cat "$log" >&2
-    fail "$* (exit $status)"
-  fi
-}
+script=windows-cross-build
+source "$(dirname "$0")/script_helpers.sh"
 
 missing=0
 for tool in cmake make x86_64-w64-mingw32-g++ i686-w64-mingw32-g++ x86_64-w64-mingw32-objdump i686-w64-mingw32-objdump; do
