@@ -108,27 +108,4 @@ TEST_F(CreateParamTest, DimensionsWhoseProductOverflowsCreateNothing)
     EXPECT_EQ(qx::BucketOf(c, "h")->count, 2u); // hex$ and hypot: nothing was added
 }
 
-// Fails each allocation of a creation in turn. Every failure must end in
-// ErrNoMemory with the bucket byte for byte as before and no block left.
-TEST_F(CreateParamTest, AllocationFailuresLeaveTheTableAsItWas)
-{
-    for (const auto &[kind, name] : {std::pair{'n', "x"}, {'s', "sval$"}, {'N', "mat"}, {'S', "grid$"}}) {
-        size_t n = 1;
-        for (int32_t rc = -1; rc != 0; ++n) {
-            ASSERT_LT(n, 100u);
-            const auto before = Snapshot(name);
-            const long live = qxtest::LiveBlocks();
-            qxtest::AllocationFailureScope fail(n);
-            rc = Create(kind, name, 2, 3);
-            if (rc != 0) {
-                ASSERT_EQ(rc, ErrNoMemory) << name << " failing allocation " << n;
-                EXPECT_EQ(Snapshot(name), before) << name << " failing allocation " << n;
-                EXPECT_EQ(qxtest::LiveBlocks(), live) << name << " failing allocation " << n;
-            }
-        }
-        EXPECT_NE(Find(name), nullptr);
-        EXPECT_GT(n, 2u) << "no allocation was ever failed";
-    }
-}
-
 } // namespace

@@ -116,35 +116,4 @@ TEST_F(RegisterSymbolsTest, StringConstantReadsTheHostsBytes)
     Quorbix_FreeOut(c);
 }
 
-// Each registration is made to fail at every allocation in turn; a failure
-// leaves the bucket as it was and leaks nothing. Twelve names in one bucket
-// are then found by halving, which needs every sort to have been done.
-TEST_F(RegisterSymbolsTest, AllocationFailuresLeaveTheBucketAsItWas)
-{
-    const char *names[] = {"wz", "W1", "w_", "Wa", "wM", "w9", "wq$", "WB$", "w$", "Wk", "wf", "wN$"};
-    for (size_t k = 0; k < 12; ++k) {
-        const char *name = names[k];
-        const bool isString = name[std::strlen(name) - 1] == '$';
-        const char kind = k % 2 ? (isString ? 's' : 'n') : (isString ? 'S' : 'N'); // functions and constants
-        for (size_t n = 1;; ++n) {
-            SCOPED_TRACE(std::string(name) + " failing allocation " + std::to_string(n));
-            ASSERT_LT(n, 20u);
-            const auto before = Snapshot("w");
-            const long live = qxtest::LiveBlocks();
-            qxtest::AllocationFailureScope fail(n);
-            const int32_t rc = Add(kind, name);
-            if (!qxtest::AllocationFailed()) {
-                ASSERT_EQ(rc, 0);
-                break;
-            }
-            EXPECT_EQ(rc, ErrNoMemory);
-            EXPECT_EQ(Snapshot("w"), before);
-            EXPECT_EQ(qxtest::LiveBlocks(), live);
-        }
-    }
-    for (const char *name : names)
-        EXPECT_NE(qx::FindSymbol(c, name), nullptr) << name;
-    EXPECT_EQ(t.Eval("WM+wa(2)").value, 42.0 + 6.0);
-}
-
 } // namespace
