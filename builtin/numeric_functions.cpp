@@ -79,10 +79,11 @@ double IntegerPart(double x)
     return whole;
 }
 
+// Not modf's fraction: one C runtime drops the sign of a zero fraction there.
+// x - trunc(x) is exact, and the fraction always carries the sign of x.
 double FractionPart(double x)
 {
-    double whole;
-    return std::modf(x, &whole);
+    return std::copysign(std::isinf(x) ? 0.0 : x - std::trunc(x), x);
 }
 
 // ---- Maths that cannot fail --------------------------------------------------
