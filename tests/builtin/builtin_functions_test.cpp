@@ -210,6 +210,8 @@ TEST(StringFunctions, ValuesFailuresAndAllocationFailures)
         {"spc$", {2.9}, "  ", 0}, {"spc$", {-0.5}, "", 0}, {"spc$", {-1}, "", ErrDomain},
         {"spc$", {3e9}, "", ErrDomain}, {"left$", {"abcde", 3}, "abc", 0}, {"left$", {"abcde", 99}, "abcde", 0},
         {"left$", {"abcde", 3e9}, "", ErrDomain}, {"left$", {"", -1}, "", ErrDomain},
+        // The edge of the signed conversion: just below 2^31 truncates, 2^31 itself does not fit.
+        {"left$", {"abcde", 2147483647.5}, "abcde", 0}, {"left$", {"abcde", 2147483648.0}, "", ErrDomain},
         {"right$", {"abcde", 3}, "cde", 0}, {"right$", {"abcde", 0}, "", 0}, {"right$", {"abcde", -1}, "", ErrDomain},
         {"mid$", {"abcde", 4, 10}, "de", 0}, {"mid$", {"abcde", 6, 1}, "", 0}, {"mid$", {"abcde", 1, 0}, "", 0},
         {"mid$", {"abcde", 2.9, 1.9}, "b", 0},
