@@ -70,8 +70,8 @@ double QUORBIX_CALL PositiveUnary(CallFrame *frame)
     return Unary<Maths>(frame);
 }
 
-// int and frac are the two halves of modf, so int(x) + frac(x) == x and int
-// truncates toward zero where floor would not.
+// int and frac split x into two parts of its sign, int(x) + frac(x) == x, and
+// int truncates toward zero where floor would not.
 double IntegerPart(double x)
 {
     double whole;
